@@ -1,0 +1,23 @@
+#pragma once
+// The command line's one command table: each command adds its sub-command to the parser, and
+// the callback of the sub-command that was given leaves behind the action to run. RunCorvel
+// parses, prepares the context and runs that action. Main thread only; returns the exit code.
+
+#include <functional>
+#include <ostream>
+
+#include "cli/clsCommandContext.h"
+
+namespace CLI {
+class App;
+}
+
+using clsCommandAction = std::function<int(clsCommandContext&)>;
+
+void AddRulesCommand(CLI::App& app, clsCommandAction& selected);
+void AddOptionsCommand(CLI::App& app, clsCommandAction& selected);
+void AddGroupsCommand(CLI::App& app, clsCommandAction& selected);
+void AddDbCommand(CLI::App& app, clsCommandAction& selected);
+void AddRegistryCommand(CLI::App& app, clsCommandAction& selected);
+
+int RunCorvel(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

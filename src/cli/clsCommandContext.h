@@ -1,0 +1,60 @@
+#pragma once
+// clsCommandContext: what every command of the command line works on: the data folder, the
+// settings store, the log, and (opened on demand) the rules database in the data folder.
+// One per run of `corvel`; main thread only. Failures are printed to the error stream as
+// "corvel: <what happened>; <what to do>" and reported as exit code 1.
+
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "cli/clsConsoleUserInterface.h"
+#include "database/classRulesDatabase.h"
+#include "foundation/clsLogFile.h"
+#include "foundation/clsRegistryAccess.h"
+#include "foundation/clsSettings.h"
+
+struct clsGlobalOptions {
+    std::string DataDir;  // empty: "Data File Location" or $XDG_DATA_HOME/corvel
+    bool Verbose = false;
+};
+
+class clsCommandContext {
+public:
+    static constexpr std::string_view kDatabaseName = "Rules.mdb";
+
+    clsCommandContext(const clsGlobalOptions& options, std::ostream& out, std::ostream& err);
+    ~clsCommandContext();
+
+    // Makes the data folder and the log. False (and a message printed) when it cannot.
+    bool Prepare();
+    // Opens (creating when missing) the rules database. False (and a message printed) on failure.
+    bool OpenDatabase();
+
+    classRulesDatabase& Database() { return *mDatabase; }
+    clsRegistryAccess& Registry() { return mRegistry; }
+    clsLogFile& Log() { return *mLog; }
+    const std::filesystem::path& DataFolder() const { return mDataFolder; }
+    std::ostream& Out() { return mOut; }
+    std::ostream& Err() { return mErr; }
+
+    // Prints "corvel: message" to the error stream; returns the exit code 1.
+    int Fail(std::string_view message);
+
+    // The default data folder: $XDG_DATA_HOME/corvel, ~/.local/share/corvel without it.
+    static std::filesystem::path DefaultDataFolder();
+
+private:
+    std::filesystem::path ChooseDataFolder(const clsGlobalOptions& options) const;
+
+    std::ostream& mOut;
+    std::ostream& mErr;
+    clsRegistryAccess mRegistry;
+    clsSettings mSettings;
+    std::filesystem::path mDataFolder;
+    std::unique_ptr<clsLogFile> mLog;
+    std::unique_ptr<clsConsoleUserInterface> mUi;
+    std::unique_ptr<classRulesDatabase> mDatabase;
+};

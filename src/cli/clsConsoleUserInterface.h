@@ -1,0 +1,26 @@
+#pragma once
+// clsConsoleUserInterface: the user interface of the command line. Status lines go to the error
+// stream with --verbose; message boxes are printed there and logged, and take their default answer,
+// since a command does not stop to ask. Main thread only; never throws.
+
+#include <ostream>
+
+#include "foundation/clsLogFile.h"
+#include "foundation/clsUserInterface.h"
+
+class clsConsoleUserInterface final : public clsUserInterface {
+public:
+    clsConsoleUserInterface(clsLogFile& log, std::ostream& err, bool verbose)
+        : mLog(log), mErr(err), mVerbose(verbose) {}
+
+    void ShowStatus(std::string_view text) override;
+    MessageAnswer ShowMessage(std::string_view text, std::string_view title, MessageButtons buttons,
+                              MessageIcon icon, MessageAnswer defaultAnswer) override;
+    std::string AskText(std::string_view prompt, std::string_view title,
+                        std::string_view fallback) override;
+
+private:
+    clsLogFile& mLog;
+    std::ostream& mErr;
+    bool mVerbose;
+};

@@ -1,0 +1,307 @@
+#include "database/classRulesDatabase.h"
+
+#include <unistd.h>
+
+#include <ctime>
+#include <sstream>
+
+#include "database/clsSchemaBuilder.h"
+
+namespace {
+
+constexpr std::string_view kComponent = "RulesDatabase->";
+
+std::string Entry(std::string_view routine) {
+    return std::string(kComponent) + std::string(routine);
+}
+
+// A number as the original program printed doubles: shortest form, "1.9", "1.85", "0".
+std::string NumberText(double value) {
+    std::ostringstream text;
+    text.precision(15);
+    text << value;
+    return text.str();
+}
+
+}  // namespace
+
+classRulesDatabase::classRulesDatabase(clsLogFile& log, clsUserInterface& ui)
+    : mLog(log), mUi(ui), mConnection(std::make_unique<clsDbConnection>()) {}
+
+classRulesDatabase::~classRulesDatabase() { CloseDatabase(); }
+
+std::string classRulesDatabase::JetNow() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char buffer[32];
+    const size_t length = std::strftime(buffer, sizeof buffer, "%m/%d/%Y %H:%M:%S", &local);
+    return std::string(buffer, length);
+}
+
+bool classRulesDatabase::OpenDatabase(const std::filesystem::path& file, bool createIfMissing) {
+    std::string_view step = "connect";
+    try {
+        if (mOpen && mDatabaseFile == file) {
+            return true;
+        }
+        CloseDatabase();
+        mLog.AddLog(Entry("OpenDatabase: ") + file.string());
+        mDatabaseFile = file;
+        mConnectionString = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file.string() + ";";
+        if (!std::filesystem::exists(file)) {
+            mLog.AddLog(file.string() + " not found");
+            if (!createIfMissing || !CreateDatabase()) {
+                return false;
+            }
+        }
+        if (!mConnection->IsOpen()) {
+            const clsStatus status = mConnection->Open(file, false);
+            if (!status.IsOk()) {
+                mLog.AddErrorLog(Entry("OpenDatabase"), status);
+                return false;
+            }
+        }
+        mOpen = true;
+        step = "upgrade";
+        if (GetVersion() < kSchemaVersion) {
+            UpgradeDatabase();
+        }
+        step = "validate priorities";
+        ValidateRulePriorities();
+        return true;
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog(Entry("OpenDatabase (") + std::string(step) + ")", error);
+    }
+    return false;
+}
+
+void classRulesDatabase::CloseDatabase() {
+    mConnection->Close();
+    mOpen = false;
+}
+
+bool classRulesDatabase::ReopenDatabase() {
+    if (mDatabaseFile.empty()) {
+        return false;
+    }
+    const std::filesystem::path file = mDatabaseFile;
+    mDatabaseFile.clear();  // so the open is not skipped as "already open"
+    return OpenDatabase(file, false);
+}
+
+bool classRulesDatabase::CreateDatabase() {
+    if (mOpen) {
+        return false;
+    }
+    try {
+        mLog.AddLog(Entry("CreateDatabase: Creating new database"));
+        const clsStatus status = mConnection->Open(mDatabaseFile, true);
+        if (!status.IsOk()) {
+            mLog.AddErrorLog(Entry("CreateDatabase"), status);
+            return false;
+        }
+        mOpen = true;
+        clsSchemaBuilder builder(*mConnection, mLog);
+        const bool built = builder.BuildTable(clsSchemaBuilder::RulesTable()) &&
+                           builder.BuildTable(clsSchemaBuilder::SpamSendersTable());
+        UpgradeDatabase();
+        return built;
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog(Entry("CreateDatabase"), error);
+    }
+    return false;
+}
+
+bool classRulesDatabase::EnsureOpen() { return mOpen || ReopenDatabase(); }
+
+std::unique_ptr<clsRecordset> classRulesDatabase::GetRS(std::string_view sql) {
+    try {
+        if (!EnsureOpen()) {
+            return nullptr;
+        }
+        mLog.AddLog(Entry("GetRS: ") + std::string(sql), 3);
+        std::unique_ptr<clsRecordset> recordset;
+        const clsStatus status = mConnection->Query(sql, recordset);
+        if (status.IsOk()) {
+            return recordset;
+        }
+        mLog.AddErrorLog(Entry("GetRS"), status);
+        mLog.AddLog(Entry("GetRS: ") + status.Description() + " " + std::string(sql));
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog(Entry("GetRS"), error);
+    }
+    return nullptr;
+}
+
+bool classRulesDatabase::RunCommand(std::string_view sql, long& recordsAffected) {
+    recordsAffected = 0;
+    try {
+        if (!EnsureOpen()) {
+            return false;
+        }
+        mLog.AddLog(Entry("RunCommand: ") + std::string(sql), 3);
+        const clsStatus status = mConnection->Execute(sql, recordsAffected);
+        if (status.IsOk()) {
+            return true;
+        }
+        mLog.AddErrorLog(Entry("RunCommand"), status);
+        mLog.AddLog(Entry("RunCommand: ") + std::string(sql));
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog(Entry("RunCommand"), error);
+    }
+    return false;
+}
+
+void classRulesDatabase::RunLogged(std::string_view routine, std::string_view sql) {
+    long affected = 0;
+    if (!RunCommand(sql, affected)) {
+        mLog.AddLog(Entry(routine) + ": failed: " + std::string(sql), 1);
+    }
+}
+
+std::int64_t classRulesDatabase::GetCount(std::string_view sql) {
+    const std::unique_ptr<clsRecordset> rs = GetRS(sql);
+    if (!rs || rs->Eof() || rs->FieldCount() < 1) {
+        return 0;
+    }
+    return rs->Field(0).AsLong();
+}
+
+std::int32_t classRulesDatabase::GetLastID() {
+    return static_cast<std::int32_t>(GetCount("SELECT @@identity AS ID"));
+}
+
+double classRulesDatabase::GetVersion() {
+    if (!EnsureOpen() || !mConnection->TableExists("Version")) {
+        return 0;  // a new or pre-versioning database
+    }
+    const std::unique_ptr<clsRecordset> rs = GetRS("SELECT Version FROM Version WHERE ID=1");
+    return rs && !rs->Eof() ? rs->Field("Version").AsDouble() : 0;
+}
+
+void classRulesDatabase::UpgradeDatabase() {
+    const double oldVersion = GetVersion();
+    mUi.ShowStatus("Upgrading database from v" + NumberText(oldVersion) + " to v" +
+                   NumberText(kSchemaVersion) + "...");
+    mLog.AddLog(Entry("UpgradeDatabase: Upgrading from v") + NumberText(oldVersion) + " to v" +
+                NumberText(kSchemaVersion));
+    BuildMissingTables();
+    if (oldVersion == 1.0) {
+        ConvertVersion1Rules();
+    }
+    if (oldVersion < 1.87) {
+        RunLogged("UpgradeDatabase", "UPDATE Rules SET Enabled=TRUE;");
+    }
+    WriteVersion();
+    mUi.ShowStatus("Database upgrade complete.");
+}
+
+void classRulesDatabase::BuildMissingTables() {
+    clsSchemaBuilder builder(*mConnection, mLog);
+    builder.BuildTable(clsSchemaBuilder::RulesTable());
+    if constexpr (kSchemaVersion >= kEmailTablesVersion) {
+        for (std::string_view table : {"FromEmail", "ToEmail"}) {
+            builder.BuildTable(clsSchemaBuilder::EmailTable(table));
+        }
+    }
+    for (const clsTableDefinition& table : clsSchemaBuilder::UpgradeTables()) {
+        builder.BuildTable(table);
+    }
+}
+
+void classRulesDatabase::ConvertVersion1Rules() {
+    const std::unique_ptr<clsRecordset> rs = GetRS("SELECT * FROM Rules");
+    long priority = 0;
+    for (; rs && !rs->Eof(); rs->MoveNext()) {
+        const std::string id = rs->Field("ID").AsText();
+        // The first layout's values go in as they stand, between double quotes, unescaped.
+        RunLogged("UpgradeDatabase",
+                  "INSERT INTO RuleActions (RuleID, Copy, TargetFolder, [Delete], MarkAsRead, "
+                  "ChangeImportanceTo) VALUES (" +
+                      id + ", " + SQLBoolean(rs->Field("Copy").AsBool()) + ", \"" +
+                      rs->Field("TargetFolder").AsText() + "\", FALSE, " +
+                      SQLBoolean(rs->Field("MarkAsRead").AsBool()) + ", \"\");");
+        RunLogged("UpgradeDatabase", "UPDATE Rules SET Priority=" + std::to_string(++priority) +
+                                         " WHERE ID=" + id + ";");
+    }
+    for (std::string_view column : {"TargetFolder", "Copy", "MarkAsRead"}) {
+        const clsStatus status = mConnection->ExecuteNative("ALTER TABLE \"Rules\" DROP COLUMN \"" +
+                                                            std::string(column) + "\"");
+        if (!status.IsOk()) {
+            mLog.AddErrorLog(Entry("UpgradeDatabase"), status);
+        }
+    }
+}
+
+void classRulesDatabase::WriteVersion() {
+    const std::string version = NumberText(kSchemaVersion);
+    const std::string date = JetNow();
+    long affected = 0;
+    RunCommand(
+        "UPDATE Version SET Version=" + version + ", [Last Update]=#" + date + "# WHERE ID=1;",
+        affected);
+    if (affected < 1) {
+        RunLogged("UpgradeDatabase",
+                  "INSERT INTO Version (ID, Version, [Last Update]) VALUES (1, " + version + ", #" +
+                      date + "#);");
+    }
+}
+
+void classRulesDatabase::ValidateRulePriorities() {
+    try {
+        mUi.ShowStatus("Validating rule priorities...");
+        const std::unique_ptr<clsRecordset> dups = GetRS(
+            "SELECT Priority, COUNT(Priority) AS Dups FROM Rules GROUP BY Priority HAVING "
+            "(COUNT(Priority)>1);");
+        if (!dups || dups->Eof()) {
+            return;
+        }
+        mUi.ShowStatus("Updating rule priorities...");
+        mLog.AddLog(Entry("ValidateRulePriorities: Updating rule priorities"));
+        const std::unique_ptr<clsRecordset> rs =
+            GetRS("SELECT Priority FROM Rules ORDER BY Priority");
+        std::int64_t priority = 0;
+        for (; rs && !rs->Eof(); rs->MoveNext()) {
+            rs->SetField("Priority", clsDbValue(++priority));
+        }
+        if (rs && !rs->UpdateBatch()) {
+            mLog.AddErrorLog(Entry("ValidateRulePriorities"), rs->LastError());
+        }
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog(Entry("ValidateRulePriorities"), error);
+    }
+}
+
+bool classRulesDatabase::CompactDatabase() {
+    try {
+        const std::filesystem::path source = mDatabaseFile;
+        if (source.empty() || !EnsureOpen()) {
+            return false;
+        }
+        const std::filesystem::path target = std::filesystem::path(
+            source.string() + ".compact-" + std::to_string(::getpid()) + ".mdb");
+        mLog.AddLog(Entry("CompactDatabase: source=") + source.string());
+        mLog.AddLog(Entry("CompactDatabase: target=") + target.string());
+        std::filesystem::remove(target);
+        // SQLite compacts from an open connection, into a file beside the database so that the
+        // swap below (copy to "<file>2", rename it over the original) stays on one file system.
+        const clsStatus status = mConnection->CompactInto(target);
+        CloseDatabase();
+        if (!status.IsOk()) {
+            mLog.AddErrorLog(Entry("CompactDatabase"), status);
+            ReopenDatabase();
+            return false;
+        }
+        const std::filesystem::path copy = source.string() + "2";
+        std::filesystem::copy_file(target, copy, std::filesystem::copy_options::overwrite_existing);
+        // rename replaces the original in one step, so a crash leaves one whole database.
+        std::filesystem::rename(copy, source);
+        std::filesystem::remove(target);
+        return ReopenDatabase();
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog(Entry("CompactDatabase"), error);
+    }
+    ReopenDatabase();
+    return false;
+}

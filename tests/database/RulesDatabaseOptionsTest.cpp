@@ -1,0 +1,130 @@
+#include "RulesDatabaseTestSupport.h"
+
+namespace {
+
+class clsRecordingList final : public clsListControl {
+public:
+    void Clear() override { Items.clear(); }
+    void AddItem(std::string text, std::int64_t data) override { Items.emplace_back(text, data); }
+    int ItemCount() const override { return static_cast<int>(Items.size()); }
+    void SetCurrentIndex(int index) override { Current = index; }
+    std::vector<std::pair<std::string, std::int64_t>> Items;
+    int Current = -1;
+};
+
+class clsAnsweringUi final : public clsUserInterface {
+public:
+    explicit clsAnsweringUi(std::string answer) : mAnswer(std::move(answer)) {}
+    void ShowStatus(std::string_view) override {}
+    MessageAnswer ShowMessage(std::string_view, std::string_view, MessageButtons, MessageIcon,
+                              MessageAnswer answer) override {
+        return answer;
+    }
+    std::string AskText(std::string_view, std::string_view, std::string_view) override {
+        return mAnswer;
+    }
+
+private:
+    std::string mAnswer;
+};
+
+}  // namespace
+
+TEST(RulesDatabaseOptions, ASecondSaveReplacesTheRowAndTextsRoundTrip) {
+    clsDatabaseFixture f;
+    ASSERT_TRUE(f.Open());
+    std::string huge(1024 * 1024, 'x');
+    huge += "'\"[]%_*#ÄÖÜ";
+    const std::string hostile = "x'); DROP TABLE Options; --";
+    f.Db.SaveOption("Antispam", "Minimum Spam Score", "0.8");
+    f.Db.SaveOption("Antispam", "Minimum Spam Score", "0.9");
+    f.Db.SaveOption("Big", "Value", huge);
+    f.Db.SaveOption(hostile, hostile, hostile);
+    EXPECT_EQ(f.Db.ReadOption("Antispam", "Minimum Spam Score", ""), "0.9");
+    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Options WHERE [Section]='Antispam'"), "1");
+    EXPECT_EQ(f.Db.ReadOption("Big", "Value", ""), huge);
+    EXPECT_EQ(f.Db.ReadOption(hostile, hostile, ""), hostile);
+    EXPECT_EQ(f.Db.ReadOption("Antispam", "Missing", "fallback"), "fallback");
+    // Jet compares text without regard to case, names of sections and options included.
+    EXPECT_EQ(f.Db.ReadOption("ANTISPAM", "minimum spam score", ""), "0.9");
+}
+
+TEST(RulesDatabaseOptions, BooleansReadFalseOnlyForFalseOrZero) {
+    struct Case {
+        std::string Stored;
+        bool Expected;
+    };
+    clsDatabaseFixture f;
+    ASSERT_TRUE(f.Open());
+    int n = 0;
+    for (const Case& c : {Case{"FALSE", false}, Case{"false", false}, Case{"0", false},
+                          Case{"no", true}, Case{"", true}, Case{"true", true}, Case{"1", true}}) {
+        SCOPED_TRACE(c.Stored);
+        const std::string name = "Flag" + std::to_string(n++);
+        f.Db.SaveOption("Filters", name, c.Stored);
+        EXPECT_EQ(f.Db.ReadBooleanOption("Filters", name, !c.Expected), c.Expected);
+        EXPECT_EQ(f.Db.ReadCheckboxValue("Filters", name, !c.Expected), c.Expected ? 1 : 0);
+    }
+    EXPECT_TRUE(f.Db.ReadBooleanOption("Filters", "Never stored", true));
+}
+
+TEST(RulesDatabaseOptions, TheBooleanCacheFollowsBooleanWritesOnly) {
+    clsDatabaseFixture f;
+    ASSERT_TRUE(f.Open());
+    f.Db.SaveOption("Rules Engine", "Enabled", "true");
+    EXPECT_TRUE(f.Db.ReadBooleanOption("Rules Engine", "Enabled", false));
+    f.Db.SaveOption("Rules Engine", "Enabled", "false");  // the cache does not see this
+    EXPECT_TRUE(f.Db.ReadBooleanOption("Rules Engine", "Enabled", false));
+    EXPECT_EQ(f.Db.ReadOption("Rules Engine", "Enabled", ""), "false");
+    f.Db.SaveOptionBoolean("Rules Engine", "Enabled", false);
+    EXPECT_FALSE(f.Db.ReadBooleanOption("Rules Engine", "Enabled", true));
+    f.Db.SaveOptionBoolean("Rules Engine", "Check Junk", true);
+    EXPECT_EQ(f.Db.ReadOption("Rules Engine", "Check Junk", ""), "true");
+}
+
+TEST(RulesDatabaseGroups, GroupsAreFoundOrCreatedAndListedByName) {
+    clsDatabaseFixture f;
+    ASSERT_TRUE(f.Open());
+    const std::int32_t work = f.Db.GetGroupID("Work");
+    const std::int32_t family = f.Db.GetGroupID("Family");
+    EXPECT_GT(work, 0);
+    EXPECT_NE(work, family);
+    EXPECT_EQ(f.Db.GetGroupID("Work"), work);
+    EXPECT_EQ(f.Db.GetGroupID("WORK"), work) << "group names compare without regard to case";
+
+    clsRecordingList list;
+    f.Db.PopulateRuleGroupCombo(list);
+    EXPECT_EQ(list.Items, (std::vector<std::pair<std::string, std::int64_t>>{
+                              {"No group", 0}, {"Family", family}, {"Work", work}}));
+}
+
+TEST(RulesDatabaseGroups, AQuoteInAGroupNameBreaksOnlyThatQuery) {
+    clsDatabaseFixture f;
+    ASSERT_TRUE(f.Open());
+    EXPECT_EQ(f.Db.GetGroupID("x\"); DROP TABLE Rules; --"), 0);
+    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "0") << "no second statement ran";
+    EXPECT_NE(f.LogText().find("RulesDatabase->GetRS"), std::string::npos);
+}
+
+TEST(RulesDatabaseGroups, CreateNewGroupAsksAndSelectsTheNewEntry) {
+    for (const std::string& answer :
+         std::vector<std::string>{"Travel", std::string(classRulesDatabase::kCancelSentinel), ""}) {
+        SCOPED_TRACE(answer);
+        clsTestEnvironment env;
+        clsAnsweringUi ui(answer);
+        classRulesDatabase db(env.Log, ui);
+        ASSERT_TRUE(db.OpenDatabase(env.Folder.Path() / "Rules.mdb", true));
+        clsRecordingList list;
+        db.PopulateRuleGroupCombo(list);
+        db.CreateNewGroup(list);
+        const bool created = answer == "Travel";
+        ASSERT_EQ(list.Items.size(), created ? 2U : 1U);
+        if (created) {
+            EXPECT_EQ(list.Items[1].first, "Travel");
+            EXPECT_EQ(list.Current, 1);
+            EXPECT_NE(env.LogText().find(
+                          "Added group (ID = " + std::to_string(list.Items[1].second) + ")"),
+                      std::string::npos);
+        }
+    }
+}

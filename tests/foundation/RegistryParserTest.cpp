@@ -1,0 +1,193 @@
+// The REGEDIT4 reader line by line: which lines become which changes, which are skipped, and that
+// the line numbers it reports are the file's own.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "foundation/clsRegistryParser.h"
+
+namespace {
+
+using Kind = clsRegistryChange::Kind;
+using Bytes = std::vector<std::uint8_t>;
+
+clsRegistryScript ParseOneValue(std::string_view valueLine) {
+    return clsRegistryParser::Parse("REGEDIT4\n\n[HKCU\\K]\n" + std::string(valueLine) + "\n");
+}
+
+}  // namespace
+
+TEST(RegistryParserValues, ReadsEachWayOfWritingAValue) {
+    struct Case {
+        std::string_view Line, Name;
+        clsRegistryData Expected;
+    };
+    for (const Case& c : {
+             Case{R"("a"="x")", "a", std::string("x")},
+             Case{R"(@="default")", "", std::string("default")},
+             Case{R"("say \"hi\""="C:\\temp\\")", "say \"hi\"", std::string("C:\\temp\\")},
+             Case{R"("a"="C:\temp")", "a", std::string("C:\\temp")},
+             Case{R"("a"="two\nlines\r")", "a", std::string("two\nlines\r")},
+             Case{R"("a" = "spaced")", "a", std::string("spaced")},
+             Case{R"("a"="")", "a", std::string()},
+             Case{"\"a\"=\"Gr\xC3\xBC\xC3\x9F\x65\"", "a", std::string("Gr\xC3\xBC\xC3\x9F\x65")},
+             Case{R"("a"=dword:0000000a)", "a", 10U},
+             Case{R"("a"=DWORD:FFFFFFFF)", "a", 0xFFFFFFFFU},
+             Case{R"("a"=dword:&H1F)", "a", 31U},
+             Case{R"("a"=dword:0x1f)", "a", 31U},
+             Case{R"("a"=&H1F)", "a", 31U},
+             Case{R"("a"=0X1f)", "a", 31U},
+             Case{R"("a"=hex:)", "a", Bytes{}},
+             Case{R"("a"=hex:00,1f,A0)", "a", Bytes{0x00, 0x1F, 0xA0}},
+             Case{R"("a"=hex: 0x01 , &HfF)", "a", Bytes{0x01, 0xFF}},
+         }) {
+        SCOPED_TRACE(c.Line);
+        const clsRegistryScript script = ParseOneValue(c.Line);
+        EXPECT_TRUE(script.Problems.empty());
+        ASSERT_EQ(script.Changes.size(), 2U);
+        EXPECT_EQ(script.Changes[1].What, Kind::SetValue);
+        EXPECT_EQ(script.Changes[1].ValueName, c.Name);
+        EXPECT_EQ(script.Changes[1].Data, c.Expected);
+        EXPECT_EQ(script.Changes[1].Line, 4);
+    }
+}
+
+TEST(RegistryParserValues, SkipsWhatItCannotReadAndSaysWhy) {
+    struct Case {
+        std::string_view Line, Reason;
+    };
+    for (const Case& c : {
+             Case{R"("a"=dword:100000000)", "bad 32-bit number"},
+             Case{R"("a"=dword:)", "bad 32-bit number"},
+             Case{R"("a"=dword:-1)", "bad 32-bit number"},
+             Case{R"("a"=dword:12 34)", "bad 32-bit number"},
+             Case{R"("a"=&H)", "bad 32-bit number"},
+             Case{R"("a"=hex:0g)", "bad hex: list"},
+             Case{R"("a"=hex:100)", "bad hex: list"},
+             Case{R"("a"=hex:01,,02)", "bad hex: list"},
+             Case{R"("a"=hex(2):41,00)", "unsupported value type"},
+             Case{R"("a"="unterminated)", "unterminated or trailing text after a string"},
+             Case{R"("a"="x" trailing)", "unterminated or trailing text after a string"},
+             Case{R"("a"=12)", "unreadable value"},
+             Case{R"("a" "x")", "a value name must be followed by \"=\""},
+             Case{R"("a=1)", "a value name must be followed by \"=\""},
+             Case{"junk", "neither a key nor a value"},
+         }) {
+        SCOPED_TRACE(c.Line);
+        const clsRegistryScript script = ParseOneValue(c.Line);
+        ASSERT_EQ(script.Problems.size(), 1U);
+        EXPECT_EQ(script.Problems[0].Line, 4);
+        EXPECT_EQ(script.Problems[0].Reason, c.Reason);
+        EXPECT_EQ(script.Changes.size(), 1U);  // the key line alone
+    }
+}
+
+TEST(RegistryParserKeys, ReadsKeyAndDeletionLines) {
+    struct Case {
+        std::string_view Line;
+        Kind What;
+        RegistryRoot Root;
+        std::string_view Path;
+    };
+    for (const Case& c : {
+             Case{R"([HKEY_CURRENT_USER\Software\Kesto])", Kind::OpenKey, RegistryRoot::CurrentUser,
+                  R"(Software\Kesto)"},
+             Case{R"([hkus\.DEFAULT])", Kind::OpenKey, RegistryRoot::Users, ".DEFAULT"},
+             Case{R"([HKEY_LOCAL_MACHINE])", Kind::OpenKey, RegistryRoot::LocalMachine, ""},
+             Case{R"([-HKLM\Software\Old])", Kind::DeleteKey, RegistryRoot::LocalMachine,
+                  R"(Software\Old)"},
+             Case{R"(  [HKCC\A]  )", Kind::OpenKey, RegistryRoot::CurrentConfig, "A"},
+         }) {
+        SCOPED_TRACE(c.Line);
+        const clsRegistryScript script =
+            clsRegistryParser::Parse("REGEDIT4\n" + std::string(c.Line) + "\n");
+        EXPECT_TRUE(script.Problems.empty());
+        ASSERT_EQ(script.Changes.size(), 1U);
+        EXPECT_EQ(script.Changes[0].What, c.What);
+        EXPECT_EQ(script.Changes[0].Root, c.Root);
+        EXPECT_EQ(script.Changes[0].KeyPath, c.Path);
+        EXPECT_EQ(script.Changes[0].Line, 2);
+    }
+}
+
+TEST(RegistryParserKeys, ABadKeyLineTakesItsValuesWithIt) {
+    struct Case {
+        std::string_view Line, Reason;
+    };
+    for (const Case& c : {Case{R"([HKU\Software])", "unknown root"},
+                          Case{R"([HKEY_CURRENT_USERS\Software])", "unknown root"},
+                          Case{R"([HKCU\Software)", "key without \"]\""},
+                          Case{R"([-HKCU])", "a root cannot be deleted"},
+                          Case{R"([-HKCU\Gone])", "value outside a key"}}) {
+        SCOPED_TRACE(c.Line);
+        const clsRegistryScript script = clsRegistryParser::Parse(
+            "REGEDIT4\n\n" + std::string(c.Line) + "\n\"a\"=\"x\"\n[HKCU\\Next]\n\"b\"=\"y\"\n");
+        ASSERT_FALSE(script.Problems.empty());
+        EXPECT_EQ(script.Problems.back().Reason, "value outside a key");
+        EXPECT_EQ(script.Problems.back().Line, 4);
+        EXPECT_EQ(script.Problems.front().Reason, c.Reason);
+        ASSERT_GE(script.Changes.size(), 2U);  // the next key is read as usual
+        EXPECT_EQ(script.Changes.back().ValueName, "b");
+        EXPECT_EQ(script.Changes.back().Line, 6);
+    }
+}
+
+TEST(RegistryParserText, HexListsGoOnOverBackslashedLinesButStringsDoNot) {
+    const clsRegistryScript script = clsRegistryParser::Parse(
+        "REGEDIT4\r\n"
+        "\r\n"
+        "[HKCU\\K]\r\n"
+        "\"bin\"=hex:00,01,02,\\\r\n"
+        "  03,04,\\\r\n"
+        "  05\r\n"
+        "\"path\"=\"C:\\\\\"\r\n"
+        "; a comment that would be bad data if the string above had taken it\r\n"
+        "\"after\"=dword:00000001\r\n"
+        "\"broken\"=hex:zz,\\\r\n"
+        "  00\r\n"
+        "oops\r\n");
+    ASSERT_EQ(script.Changes.size(), 4U);
+    EXPECT_EQ(script.Changes[1].Data, clsRegistryData(Bytes{0, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(script.Changes[2].Data, clsRegistryData(std::string("C:\\")));
+    EXPECT_EQ(script.Changes[2].Line, 7);
+    EXPECT_EQ(script.Changes[3].Line, 9);
+    ASSERT_EQ(script.Problems.size(), 2U);
+    EXPECT_EQ(script.Problems[0].Line, 10);
+    EXPECT_EQ(script.Problems[1].Line, 12);  // counted past the joined line
+}
+
+TEST(RegistryParserText, RecognisesTheHeaderForms) {
+    struct Case {
+        std::string_view Text;
+        bool HasHeader;
+        std::size_t Problems;
+    };
+    for (const Case& c : {
+             Case{"REGEDIT4\n\n[HKCU\\A]\n", true, 0},
+             Case{"REGEDIT4", true, 0},
+             Case{"\xEF\xBB\xBFREGEDIT4\r\n\r\n[HKCU\\A]\r\n", true, 0},
+             Case{"Windows Registry Editor Version 5.00\r\n\r\n[HKCU\\A]\r\n", true, 0},
+             Case{"\xEF\xBB\xBFWindows Registry Editor Version 5.00\n[HKCU\\A]\n", true, 0},
+             Case{"[HKCU\\A]\n", false, 0},
+             Case{"REGEDIT5\n[HKCU\\A]\n", false, 1},
+             Case{"", false, 0},
+             Case{std::string_view("\xFF\xFER\0E\0", 6), false, 1},
+         }) {
+        SCOPED_TRACE(c.Text);
+        const clsRegistryScript script = clsRegistryParser::Parse(c.Text);
+        EXPECT_EQ(script.HasHeader, c.HasHeader);
+        EXPECT_EQ(script.Problems.size(), c.Problems);
+    }
+}
+
+TEST(RegistryParserText, DescribeNamesTheFirstLinesAndCountsThemAll) {
+    std::vector<clsRegistryProblem> problems;
+    for (int line = 1; line <= 7; ++line) {
+        problems.push_back({line * 10, "bad"});
+    }
+    const std::string text = clsRegistryParser::Describe(problems);
+    EXPECT_EQ(text.rfind("7 lines skipped: line 10 (bad), line 20 (bad)", 0), 0U) << text;
+    EXPECT_NE(text.find("line 50"), std::string::npos) << text;
+    EXPECT_EQ(text.find("line 60"), std::string::npos) << text;
+}

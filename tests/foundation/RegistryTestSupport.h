@@ -1,0 +1,22 @@
+#pragma once
+// The settings store in a temporary folder of its own, for the registry tests.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+
+#include "foundation/clsRegistryAccess.h"
+#include "support/TestSupport.h"
+
+inline void WriteWholeFile(const std::filesystem::path& file, std::string_view text) {
+    std::ofstream out(file, std::ios::binary);
+    out << text;
+}
+
+struct RegistryFixture : ::testing::Test {
+    clsTempFolder Folder;
+    clsRegistryAccess Registry{clsRegistryLocations::InFolder(Folder.Path())};
+    std::filesystem::path UserFile() const { return Folder.Path() / "registry.reg"; }
+};
