@@ -119,7 +119,7 @@ clsStatus AppendDate(std::string_view token, std::string& out) {
         return clsStatus::Error(clsStatus::Code::Invalid,
                                 "invalid date literal " + std::string(token));
     }
-    std::array<char, 40> text{};
+    std::array<char, 80> text{};  // room for any int, so the compiler can prove no truncation
     std::snprintf(text.data(), text.size(), "'%04d-%02d-%02d %02d:%02d:%02d'", when.Year,
                   when.Month, when.Day, when.Hour, when.Minute, when.Second);
     out += text.data();
