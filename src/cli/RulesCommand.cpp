@@ -164,14 +164,22 @@ void PrintAction(std::ostream& out, size_t number, const clsRuleAction& action) 
     out << "\n";
 }
 
-int ShowRule(clsCommandContext& context, std::int32_t id) {
-    clsRuleRecord rule;
+// Reads rule id; false (with the message printed) when there is no such rule.
+bool LoadRule(clsCommandContext& context, std::int32_t id, clsRuleRecord& rule) {
     if (!context.OpenDatabase()) {
-        return 1;
+        return false;
     }
     if (!context.Database().GetRule(id, rule)) {
-        return context.Fail("there is no rule " + std::to_string(id) +
-                            "; `corvel rules list` shows them");
+        context.Fail("there is no rule " + std::to_string(id) + "; `corvel rules list` shows them");
+        return false;
+    }
+    return true;
+}
+
+int ShowRule(clsCommandContext& context, std::int32_t id) {
+    clsRuleRecord rule;
+    if (!LoadRule(context, id, rule)) {
+        return 1;
     }
     std::ostream& out = context.Out();
     out << "ID: " << rule.ID << "\nName: " << rule.RuleName << "\nPriority: " << rule.Priority
@@ -190,12 +198,8 @@ int ShowRule(clsCommandContext& context, std::int32_t id) {
 
 int DeleteRule(clsCommandContext& context, std::int32_t id) {
     clsRuleRecord rule;
-    if (!context.OpenDatabase()) {
+    if (!LoadRule(context, id, rule)) {
         return 1;
-    }
-    if (!context.Database().GetRule(id, rule)) {
-        return context.Fail("there is no rule " + std::to_string(id) +
-                            "; `corvel rules list` shows them");
     }
     context.Database().DeleteRule(id);
     context.Out() << "Deleted rule " << id << "\n";

@@ -92,7 +92,7 @@ private:
     void UpdateRule(const clsRuleRecord& rule);
     void StoreAction(std::int32_t ruleID, clsRuleAction& action);
     void ReadActionFromCurrentRecord(const clsRecordset& rs, clsRuleAction& action) const;
-    void LoadActions(clsRuleRecord& rule);
+    std::vector<clsRuleAction> ReadActions(std::string_view sql);
     void RunLogged(std::string_view routine, std::string_view sql);
 
     clsLogFile& mLog;

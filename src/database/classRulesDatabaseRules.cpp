@@ -199,7 +199,8 @@ void classRulesDatabase::ReadRuleFromCurrentRecord(const clsRecordset& rs, clsRu
             rule.Actions.front().ActionID =
                 static_cast<std::int32_t>(rs.Field("RuleActions.ID").AsLong());
         } else {
-            LoadActions(rule);
+            rule.Actions =
+                ReadActions("SELECT * FROM RuleActions WHERE RuleID=" + std::to_string(rule.ID));
         }
     } catch (const std::exception& error) {
         mLog.AddErrorLog("RulesDatabase->ReadRuleFromCurrentRecord", error);
@@ -217,21 +218,21 @@ void classRulesDatabase::ReadActionFromCurrentRecord(const clsRecordset& rs,
     action.Delete = rs.Field("Delete").AsBool();
 }
 
-void classRulesDatabase::LoadActions(clsRuleRecord& rule) {
-    const std::unique_ptr<clsRecordset> rs =
-        GetRS("SELECT * FROM RuleActions WHERE RuleID=" + std::to_string(rule.ID));
+std::vector<clsRuleAction> classRulesDatabase::ReadActions(std::string_view sql) {
+    std::vector<clsRuleAction> actions;
+    const std::unique_ptr<clsRecordset> rs = GetRS(sql);
     for (; rs && !rs->Eof(); rs->MoveNext()) {
-        clsRuleAction& action = rule.Actions.emplace_back();
+        clsRuleAction& action = actions.emplace_back();
         ReadActionFromCurrentRecord(*rs, action);
         action.ActionID = static_cast<std::int32_t>(rs->Field("ID").AsLong());
     }
+    return actions;
 }
 
 std::vector<clsRuleAction> classRulesDatabase::GetRuleActions(
     const std::vector<std::int32_t>& ruleIDs) {
-    std::vector<clsRuleAction> actions;
     if (ruleIDs.empty()) {
-        return actions;
+        return {};
     }
     const std::string which = ruleIDs.size() == 1 ? "ID=" + std::to_string(ruleIDs.front())
                                                   : "ID IN (" + JoinIDs(ruleIDs, ",") + ")";
@@ -245,16 +246,10 @@ std::vector<clsRuleAction> classRulesDatabase::GetRuleActions(
         }
     }
     if (collected.empty()) {
-        return actions;
+        return {};
     }
-    const std::unique_ptr<clsRecordset> rs =
-        GetRS("SELECT * FROM RuleActions WHERE RuleID IN (" + JoinIDs(collected, ", ") + ");");
-    for (; rs && !rs->Eof(); rs->MoveNext()) {
-        clsRuleAction& action = actions.emplace_back();
-        ReadActionFromCurrentRecord(*rs, action);
-        action.ActionID = static_cast<std::int32_t>(rs->Field("ID").AsLong());
-    }
-    return actions;
+    return ReadActions("SELECT * FROM RuleActions WHERE RuleID IN (" + JoinIDs(collected, ", ") +
+                       ");");
 }
 
 std::string classRulesDatabase::RuleSingleLineDescription(const clsRuleRecord& rule) {
