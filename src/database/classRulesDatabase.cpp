@@ -52,6 +52,7 @@ bool classRulesDatabase::OpenDatabase(const std::filesystem::path& file, bool cr
         if (!std::filesystem::exists(file)) {
             mLog.AddLog(file.string() + " not found");
             if (!createIfMissing || !CreateDatabase()) {
+                CloseDatabase();  // a half-built file is not left open as if it were whole
                 return false;
             }
         }
