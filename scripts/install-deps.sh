@@ -6,11 +6,15 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config git
     libsqlite3-dev sqlite3 libcli11-dev
+    libgmime-3.0-dev libxml2-dev libcurl4-gnutls-dev
     libgtest-dev libgmock-dev
     clang-format
+    python3-aiosmtpd dovecot-imapd openssl
 )
 
 missing=()
+# npm fetches the test corpus; a machine may have its own Node.js, so ask for Debian's only then.
+command -v npm >/dev/null 2>&1 || packages+=(npm)
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
         missing+=("$package")

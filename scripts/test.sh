@@ -7,6 +7,13 @@ cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
 
+# Real mail for the corpus walk test: made once, then reused.
+export CORVEL_CORPUS_MAILDIR="${XDG_CACHE_HOME:-$HOME/.cache}/corvel/corpus-maildir"
+if [ ! -d "$CORVEL_CORPUS_MAILDIR" ]; then
+    bench/make-corpus-maildir.sh "$CORVEL_CORPUS_MAILDIR" ||
+        echo "corpus not available: the corpus walk test will skip"
+fi
+
 echo "== clang-format"
 git ls-files -co --exclude-standard -- 'src/*.cpp' 'src/*.h' 'tests/*.cpp' 'tests/*.h' 'bench/*.cpp' |
     xargs -r clang-format --dry-run --Werror

@@ -12,7 +12,8 @@ constexpr const char* kDescription =
 void AddCommands(CLI::App& app, clsCommandAction& selected) {
     using AddCommand = void (*)(CLI::App&, clsCommandAction&);
     for (AddCommand add :
-         {AddRulesCommand, AddOptionsCommand, AddGroupsCommand, AddDbCommand, AddRegistryCommand}) {
+         {AddRulesCommand, AddOptionsCommand, AddGroupsCommand, AddDbCommand, AddRegistryCommand,
+          AddProfileCommand, AddFoldersCommand, AddItemsCommand, AddShowCommand}) {
         add(app, selected);
     }
 }
@@ -25,6 +26,9 @@ int RunCorvel(int argc, const char* const* argv, std::ostream& out, std::ostream
     app.add_option("--data-dir", options.DataDir,
                    "Data folder holding Rules.mdb and the log (default: the stored \"Data File "
                    "Location\", else $XDG_DATA_HOME/corvel)");
+    app.add_option("--profile", options.Profile,
+                   "Mail profile to work on (default: the default profile; a first run makes "
+                   "\"Default\" on a Maildir in the data folder)");
     app.add_flag("-v,--verbose", options.Verbose, "Print progress and status lines");
     app.set_version_flag("--version", CORVEL_VERSION);
     clsCommandAction selected;

@@ -19,5 +19,9 @@ void AddOptionsCommand(CLI::App& app, clsCommandAction& selected);
 void AddGroupsCommand(CLI::App& app, clsCommandAction& selected);
 void AddDbCommand(CLI::App& app, clsCommandAction& selected);
 void AddRegistryCommand(CLI::App& app, clsCommandAction& selected);
+void AddProfileCommand(CLI::App& app, clsCommandAction& selected);
+void AddFoldersCommand(CLI::App& app, clsCommandAction& selected);
+void AddItemsCommand(CLI::App& app, clsCommandAction& selected);
+void AddShowCommand(CLI::App& app, clsCommandAction& selected);
 
 int RunCorvel(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

@@ -9,13 +9,18 @@ clsCommandContext::clsCommandContext(const clsGlobalOptions& options, std::ostre
       mErr(err),
       mRegistry(clsRegistryLocations::FromEnvironment()),
       mSettings(mRegistry),
-      mDataFolder(ChooseDataFolder(options)) {
+      mDataFolder(ChooseDataFolder(options)),
+      mProfileName(options.Profile),
+      mProfiles(mSettings) {
     mLog = std::make_unique<clsLogFile>(mSettings, mDataFolder, "Corvel");
     mUi = std::make_unique<clsConsoleUserInterface>(*mLog, err, options.Verbose);
 }
 
 clsCommandContext::~clsCommandContext() {
-    mDatabase.reset();  // closes the database before the log it writes to goes
+    // In reverse order of use: the cache walks the namespace, everything writes to the log.
+    mFolderCache.reset();
+    mMail.reset();
+    mDatabase.reset();
 }
 
 std::filesystem::path clsCommandContext::DefaultDataFolder() {
@@ -66,4 +71,51 @@ bool clsCommandContext::OpenDatabase() {
 int clsCommandContext::Fail(std::string_view message) {
     mErr << "corvel: " << message << "\n";
     return 1;
+}
+
+bool clsCommandContext::OpenMail() {
+    if (mMail) {
+        return true;
+    }
+    if (!OpenDatabase()) {
+        return false;
+    }
+    const auto profile = mProfiles.Resolve(mProfileName, mDataFolder);
+    if (!profile) {
+        Fail("there is no profile '" + mProfileName + "'; `corvel profile list` shows them");
+        return false;
+    }
+    clsStatus status = clsStatus::Ok();
+    mMail = clsMailProfiles::OpenProfile(*profile, *mLog, status);
+    if (!mMail) {
+        Fail("cannot open the mail of profile '" + profile->Name + "': " + status.Description() +
+             "; `corvel profile show " + profile->Name + "` shows its settings");
+        return false;
+    }
+    mFolderCache = std::make_unique<clsFolderCache>(*mLog, *mUi, *mMail);
+    if (!mFolderCache->OpenDatabase(mDataFolder / kDatabaseName)) {
+        Fail("cannot open the folder cache in " + (mDataFolder / kDatabaseName).string());
+        return false;
+    }
+    if (mFolderCache->CachedFolderCount() < 1) {
+        mFolderCache->BuildFolderCache();
+    }
+    return true;
+}
+
+std::optional<clsMailFolder> clsCommandContext::FindFolder(std::string_view pathOrName) {
+    if (!OpenMail()) {
+        return std::nullopt;
+    }
+    auto folder = mFolderCache->FindFolder(pathOrName);
+    if (!folder) {  // made since the cache was built, perhaps by another program
+        mFolderCache->BuildFolderCache();
+        folder = mFolderCache->FindFolder(pathOrName);
+    }
+    if (!folder) {
+        Fail("no single folder answers to '" + std::string(pathOrName) +
+             "'; `corvel folders` lists them, and a full path (\\\\Mailbox\\Inbox\\Name) "
+             "settles a name that several folders have");
+    }
+    return folder;
 }

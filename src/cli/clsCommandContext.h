@@ -15,9 +15,13 @@
 #include "foundation/clsLogFile.h"
 #include "foundation/clsRegistryAccess.h"
 #include "foundation/clsSettings.h"
+#include "mailhost/clsFolderCache.h"
+#include "mailhost/clsMailNamespace.h"
+#include "mailhost/clsMailProfiles.h"
 
 struct clsGlobalOptions {
     std::string DataDir;  // empty: "Data File Location" or $XDG_DATA_HOME/corvel
+    std::string Profile;  // empty: the default profile
     bool Verbose = false;
 };
 
@@ -33,7 +37,17 @@ public:
     // Opens (creating when missing) the rules database. False (and a message printed) on failure.
     bool OpenDatabase();
 
+    // Opens the profile's mail store and the folder cache (built when empty). False (and a
+    // message printed) on failure.
+    bool OpenMail();
+    // A folder by path ("\\Mailbox\Inbox\Clients") or name, through the folder cache; the
+    // cache is built again once when the folder is not in it. Prints why when there is none.
+    std::optional<clsMailFolder> FindFolder(std::string_view pathOrName);
+
     classRulesDatabase& Database() { return *mDatabase; }
+    clsMailNamespace& Mail() { return *mMail; }
+    clsFolderCache& FolderCache() { return *mFolderCache; }
+    clsMailProfiles& Profiles() { return mProfiles; }
     clsRegistryAccess& Registry() { return mRegistry; }
     clsLogFile& Log() { return *mLog; }
     const std::filesystem::path& DataFolder() const { return mDataFolder; }
@@ -56,5 +70,9 @@ private:
     std::filesystem::path mDataFolder;
     std::unique_ptr<clsLogFile> mLog;
     std::unique_ptr<clsConsoleUserInterface> mUi;
+    std::string mProfileName;
+    clsMailProfiles mProfiles;
     std::unique_ptr<classRulesDatabase> mDatabase;
+    std::unique_ptr<clsMailNamespace> mMail;
+    std::unique_ptr<clsFolderCache> mFolderCache;
 };

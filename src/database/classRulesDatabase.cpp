@@ -201,6 +201,8 @@ void classRulesDatabase::UpgradeDatabase() {
 void classRulesDatabase::BuildMissingTables() {
     clsSchemaBuilder builder(*mConnection, mLog);
     builder.BuildTable(clsSchemaBuilder::RulesTable());
+    // Made with the database, but a file someone else created first (the folder cache) lacks it.
+    builder.BuildTable(clsSchemaBuilder::SpamSendersTable());
     if constexpr (kSchemaVersion >= kEmailTablesVersion) {
         for (std::string_view table : {"FromEmail", "ToEmail"}) {
             builder.BuildTable(clsSchemaBuilder::EmailTable(table));

@@ -1,0 +1,255 @@
+#include <set>
+#include <thread>
+
+#include "MailhostTestSupport.h"
+#include "mailhost/clsMailItems.h"
+#include "mailhost/maildir/clsMaildirName.h"
+#include "mailhost/mime/clsMimeMessage.h"
+
+namespace {
+
+std::vector<std::string> Paths(const std::vector<clsMailFolder>& folders) {
+    std::vector<std::string> paths;
+    for (const clsMailFolder& folder : folders) {
+        paths.push_back(folder.FolderPath());
+        for (const std::string& child : Paths(folder.Folders())) {
+            paths.push_back(child);
+        }
+    }
+    return paths;
+}
+
+}  // namespace
+
+TEST(MaildirName, FolderNamesRoundTripThroughModifiedUtf7) {
+    struct Case {
+        std::string Utf8, Encoded;
+    };
+    for (const Case& c :
+         {Case{"Clients", "Clients"}, Case{"Entwürfe", "Entw&APw-rfe"}, Case{"R&D", "R&-D"},
+          Case{"日本語", "&ZeVnLIqe-"}, Case{"a 😀 b", "a &2D3eAA- b"}}) {
+        SCOPED_TRACE(c.Utf8);
+        EXPECT_EQ(clsMaildirName::EncodeFolderName(c.Utf8), c.Encoded);
+        EXPECT_EQ(clsMaildirName::DecodeFolderName(c.Encoded), c.Utf8);
+    }
+    EXPECT_FALSE(clsMaildirName::DecodeFolderName("broken&AP"));
+    for (const char* bad : {"", "a.b", "a/b", "a\\b", "tab\there"}) {
+        EXPECT_FALSE(clsMaildirName::IsValidFolderName(bad)) << bad;
+    }
+    EXPECT_EQ(clsMaildirName::UniquePart("1.M2P3.host,S=812,W=830:2,RS"), "1.M2P3.host");
+    EXPECT_EQ(clsMaildirName::BaseName("1.M2P3.host,S=812:2,RS"), "1.M2P3.host,S=812");
+    EXPECT_EQ(clsMaildirName::WithFlags("u", "TSRS"), "u:2,RST");
+}
+
+TEST(MaildirStore, OpensATreeAsDovecotLeavesItWithRolesAndDecodedNames) {
+    clsMailFixture f;
+    for (const char* folder : {"", ".Sent", ".Trash", ".Junk", ".INBOX.Boss", ".Work.Sub",
+                               ".Entw&APw-rfe", ".Archive"}) {
+        for (const char* sub : {"cur", "new", "tmp"}) {
+            std::filesystem::create_directories(f.Root / folder / sub);
+        }
+    }
+    f.OpenStore(false);
+    EXPECT_EQ(
+        Paths(f.Mapi->Folders()),
+        (std::vector<std::string>{"\\\\Mailbox", "\\\\Mailbox\\Inbox", "\\\\Mailbox\\Inbox\\Boss",
+                                  "\\\\Mailbox\\Archive", "\\\\Mailbox\\Entwürfe",
+                                  "\\\\Mailbox\\Junk", "\\\\Mailbox\\Sent", "\\\\Mailbox\\Trash",
+                                  "\\\\Mailbox\\Work", "\\\\Mailbox\\Work\\Sub"}));
+    EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::SentMail)->Name(), "Sent");
+    EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::Junk)->Name(), "Junk");
+    EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::DeletedItems)->Name(), "Trash");
+    // A role the tree lacks is made under its usual name.
+    EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::Outbox)->FolderPath(), "\\\\Mailbox\\Outbox");
+    EXPECT_TRUE(std::filesystem::is_directory(f.Root / ".Outbox" / "cur"));
+}
+
+TEST(MaildirStore, ANewStoreGetsTheDefaultFoldersUnderTheirUsualNames) {
+    clsMailFixture f;
+    f.OpenStore();
+    for (const char* name : {"Sent Items", "Junk E-mail", "Deleted Items", "Drafts", "Outbox"}) {
+        EXPECT_TRUE(std::filesystem::exists(f.Root / ("." + std::string(name)) / "maildirfolder"))
+            << name;
+    }
+    const auto created = f.FolderAt("INBOX").AddFolder("Clients");
+    ASSERT_TRUE(created);
+    EXPECT_EQ(created->FolderPath(), "\\\\Mailbox\\Inbox\\Clients");
+    EXPECT_TRUE(std::filesystem::is_directory(f.Root / ".INBOX.Clients" / "new"));
+    EXPECT_FALSE(f.FolderAt("INBOX").AddFolder("a.b"));
+    clsStatus status = clsStatus::Ok();
+    EXPECT_FALSE(clsMaildirStore::Open(f.Folder.Path() / "absent", "X", false, status));
+    EXPECT_EQ(status.GetCode(), clsStatus::Code::NotFound);
+}
+
+TEST(MaildirStore, ItemsKeepTheirOrderAndNewArrivalsComeLast) {
+    clsMailFixture f;
+    f.OpenStore();
+    Deliver(f.Root, "1000.A.host", TestMessage("second by name"));
+    Deliver(f.Root, "0999.B.host", TestMessage("first by name"));
+    EXPECT_EQ(f.Subjects("INBOX"), (std::vector<std::string>{"first by name", "second by name"}));
+    Deliver(f.Root, "0001.C.host", TestMessage("arrived last"));
+    EXPECT_EQ(f.Subjects("INBOX"),
+              (std::vector<std::string>{"first by name", "second by name", "arrived last"}));
+}
+
+TEST(MaildirStore, AnUnchangedFolderIsNotReadAgain) {
+    clsMailFixture f;
+    f.OpenStore();
+    Deliver(f.Root, "1.A.host", TestMessage("one"));
+    const std::time_t past = std::time(nullptr) - 60;
+    SetTime(f.Root / "new", past);
+    SetTime(f.Root / "cur", past);
+    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 1);
+    // A file slipped in behind the listing's back, the directory's time put back.
+    Deliver(f.Root, "2.B.host", TestMessage("two"));
+    SetTime(f.Root / "new", past);
+    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 1);
+    SetTime(f.Root / "new", past + 1);
+    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 2);
+}
+
+TEST(MaildirStore, UnReadFollowsTheSeenFlagInTheFileName) {
+    clsMailFixture f;
+    f.OpenStore();
+    Deliver(f.Root, "1.A.host", TestMessage("mark me"));
+    clsMailItem item = *f.FolderAt("INBOX").Items().Item(1);
+    EXPECT_TRUE(item.UnRead());
+    item.SetUnRead(false);
+    ASSERT_TRUE(item.Save());
+    EXPECT_TRUE(std::filesystem::exists(f.Root / "cur" / "1.A.host:2,S"));
+    EXPECT_FALSE(f.FolderAt("INBOX").Items().Item(1)->UnRead());
+    std::filesystem::rename(f.Root / "cur" / "1.A.host:2,S", f.Root / "cur" / "1.A.host:2,FS");
+    clsMailItem again = *f.FolderAt("INBOX").Items().Item(1);  // renamed by another program
+    again.SetUnRead(true);
+    ASSERT_TRUE(again.Save());
+    EXPECT_TRUE(std::filesystem::exists(f.Root / "cur" / "1.A.host:2,F"));
+}
+
+TEST(MaildirStore, MovesCopiesAndDeletesCarryUserProperties) {
+    clsMailFixture f;
+    f.OpenStore();
+    Deliver(f.Root, "1.A.host", TestMessage("travelling"));
+    const clsMailFolder clients = *f.FolderAt("INBOX").AddFolder("Clients");
+    clsMailItem item = *f.FolderAt("INBOX").Items().Item(1);
+    item.AddUserProperty("RRCV", {UserPropertyType::DateTime, "2026-11-22 10:00:00"});
+    ASSERT_TRUE(item.Save());
+
+    const auto moved = item.Move(clients);
+    ASSERT_TRUE(moved);
+    EXPECT_EQ(moved->FindUserProperty("rrcv")->Text, "2026-11-22 10:00:00");
+    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 0);
+    EXPECT_EQ(f.Mapi->GetItemFromID(moved->EntryID())->Subject(), "travelling");
+
+    const auto copy = moved->Copy();
+    ASSERT_TRUE(copy);
+    EXPECT_NE(copy->EntryID(), moved->EntryID());
+    EXPECT_EQ(copy->FindUserProperty("RRCV")->Text, "2026-11-22 10:00:00");
+    EXPECT_EQ(clients.Items().Count(), 2);
+    EXPECT_EQ(copy->ReceivedTime(), moved->ReceivedTime());
+
+    ASSERT_TRUE(copy->Delete());
+    const clsMailFolder trash = *f.Mapi->GetDefaultFolder(DefaultFolder::DeletedItems);
+    ASSERT_EQ(trash.Items().Count(), 1);
+    clsMailItem trashed = *trash.Items().Item(1);
+    EXPECT_EQ(trashed.FindUserProperty("RRCV")->Text, "2026-11-22 10:00:00");
+    const std::string key = trashed.EntryID().substr(trashed.EntryID().rfind('/') + 1);
+    ASSERT_TRUE(trashed.Delete());  // inside Deleted Items: gone for good, properties too
+    EXPECT_EQ(trash.Items().Count(), 0);
+    EXPECT_FALSE(f.Store->Properties().Find(key, "RRCV"));
+}
+
+TEST(MaildirStore, ImportanceRewritesOnlyItsHeadersAndKeepsTheRest) {
+    clsMailFixture f;
+    f.OpenStore();
+    const std::string original =
+        "From: a@example.org\r\nSubject: urgent\r\nX-Priority: 3\r\n"
+        "\r\nbody line\r\nsecond line\r\n";
+    Deliver(f.Root, "5.A.host,S=90", original);
+    const std::filesystem::path file = f.Root / "new" / "5.A.host,S=90";
+    SetTime(file, 1000000000);
+    clsMailItem item = *f.FolderAt("INBOX").Items().Item(1);
+    item.AddUserProperty("CVProcessed", {UserPropertyType::Text, "3"});
+    item.SetImportance(Importance::High);
+    ASSERT_TRUE(item.Save());
+
+    clsMailItem reread = *f.Mapi->GetItemFromID(item.EntryID());
+    EXPECT_EQ(reread.GetImportance(), Importance::High);
+    EXPECT_EQ(reread.FindUserProperty("CVProcessed")->Text, "3");
+    const std::filesystem::path rewritten = f.Root / "new" / "5.A.host";  // size field dropped
+    ASSERT_TRUE(std::filesystem::exists(rewritten));
+    EXPECT_EQ(std::filesystem::last_write_time(rewritten),
+              std::filesystem::file_time_type::clock::from_sys(
+                  std::chrono::system_clock::from_time_t(1000000000)));
+    EXPECT_EQ(ReadWholeFile(rewritten), clsMimeMessage::WithImportance(original, Importance::High));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(f.Root / "tmp"),
+                            std::filesystem::directory_iterator()),
+              0);
+}
+
+TEST(MaildirStore, RestrictNarrowsByUserPropertyAndSubject) {
+    clsMailFixture f;
+    f.OpenStore();
+    for (const char* subject : {"alpha", "beta", "say \"hi\""}) {
+        Deliver(f.Root, std::string(subject).substr(0, 4) + ".host", TestMessage(subject));
+    }
+    clsMailItem beta = *f.FolderAt("INBOX").Items().Item(2);
+    beta.AddUserProperty("RRCV", {UserPropertyType::DateTime, "2026-01-01 00:00:00"});
+    beta.Save();
+    const clsMailItems items = f.FolderAt("INBOX").Items();
+    EXPECT_EQ(items.Restrict("[RRCV] = \"\"").Count(), 2);
+    EXPECT_EQ(items.Restrict("[RRCV] <> \"\"").Count(), 1);
+    EXPECT_EQ(items.Restrict("[Subject] = \"alpha\"").Count(), 1);
+    EXPECT_EQ(items.Restrict("[Subject] = \"say \"\"hi\"\"\"").Count(), 1);
+    EXPECT_EQ(items.Restrict("[RRCV] = \"\" AND [Subject] = \"beta\"").Count(), 0);
+    EXPECT_EQ(items.Restrict("[RRCV] = unquoted").Count(), 0);
+}
+
+TEST(MaildirStore, MailDeliveredWhileListingIsNeverHalfReadOrLost) {
+    clsMailFixture f;
+    f.OpenStore();
+    constexpr int kMessages = 400;
+    std::thread mta([&] {
+        for (int i = 0; i < kMessages; ++i) {
+            Deliver(f.Root, "m" + std::to_string(i) + ".host",
+                    TestMessage("n" + std::to_string(i), std::string(20000, 'x') + "\nEND\n"));
+        }
+    });
+    std::set<std::string> seen;
+    auto readAll = [&] {
+        const clsMailItems items = f.FolderAt("INBOX").Items();
+        for (long i = 1; i <= items.Count(); ++i) {
+            const auto item = items.Item(i);
+            ASSERT_TRUE(item);
+            ASSERT_EQ(item->Body().substr(item->Body().size() - 4), "END\n") << item->Subject();
+            seen.insert(item->Subject());
+        }
+    };
+    while (seen.size() < static_cast<size_t>(kMessages) / 2) {
+        readAll();
+    }
+    mta.join();
+    readAll();
+    EXPECT_EQ(seen.size(), static_cast<size_t>(kMessages));
+    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), kMessages);
+}
+
+TEST(MaildirStore, ArchiveStoresTakeMovedItemsWithTheirProperties) {
+    clsMailFixture f;
+    f.OpenStore();
+    Deliver(f.Root, "1.A.host", TestMessage("old mail"));
+    clsMailItem item = *f.FolderAt("INBOX").Items().Item(1);
+    item.AddUserProperty("CVProcessed", {UserPropertyType::Text, "4,7"});
+    item.SetUnRead(false);
+    item.Save();
+    ASSERT_TRUE(f.Mapi->AddStore(f.Folder.Path() / "Archive 2020", "Archive 2020"));
+    ASSERT_EQ(f.Mapi->Folders().size(), 2U);
+    const clsMailFolder archive = *f.Mapi->Folders()[1].Folders().front().AddFolder("Old");
+    const auto moved = item.Move(archive);
+    ASSERT_TRUE(moved);
+    EXPECT_EQ(moved->Parent()->FolderPath(), "\\\\Archive 2020\\Inbox\\Old");
+    EXPECT_EQ(moved->FindUserProperty("CVProcessed")->Text, "4,7");
+    EXPECT_FALSE(moved->UnRead());
+    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 0);
+    EXPECT_TRUE(std::filesystem::exists(f.Folder.Path() / "Archive 2020" /
+                                        clsMaildirStore::kPropertiesFile));
+}

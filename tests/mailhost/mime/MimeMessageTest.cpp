@@ -1,0 +1,311 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <ctime>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "mailhost/mime/clsCharsetText.h"
+#include "mailhost/mime/clsMimeMessage.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace std::string_view_literals;
+
+std::string MailFixture(std::string_view name) {
+    return ReadWholeFile(std::filesystem::path(CORVEL_FIXTURES) / "mail" / name);
+}
+
+struct ReadCase {
+    std::string_view File;
+    std::string_view Subject;
+    std::string_view Body;
+    std::string_view SenderName;
+    std::string_view SenderAddress;
+    std::string_view TypeName = "MailItem";
+};
+
+TEST(MimeMessageRead, DecodesSubjectBodySenderAndType) {
+    for (const ReadCase& c : {
+             ReadCase{"rfc2047-q.eml", "Café crème for \"everyone\"", "Coffee at three.\n",
+                      "Jürgen Müller", "jurgen@example.de"},
+             // Two adjacent padded base64 words: GMime alone loses the second.
+             ReadCase{"rfc2047-b-base64.eml", "Überlegen und 東京", "Grüße aus Köln — 東京\n", "",
+                      "sender@example.com"},
+             ReadCase{"latin1-qp.eml", "Grüße",
+                      "Grüße aus Köln, this line is long enough to be wrapped by a soft line "
+                      "break= kept.\n",
+                      "Müller", "mueller@example.de"},
+             ReadCase{"cp1252-undeclared.eml", "“Smart” price € 10 – café",
+                      "He said “hello” – café € 5\n", "“Quoted” Sender", "q@example.com"},
+             ReadCase{"utf8-undeclared.eml", "Crème brûlée ✓", "Déjà vu ✓\n", "Zoë",
+                      "zoe@example.com"},
+             ReadCase{"alternative.eml", "alternative", "Plain version", "", "alt@example.com"},
+             ReadCase{"html-only.eml", "Offer",
+                      "Big sale today!\nPrice: 10€ & up\nCafé “quoted”\nLine one\nLine two\n\n"
+                      "After gap\nCell A Cell B\nCell C\nfirst\nsecond\nEnd",
+                      "Shop", "news@shop.example"},
+             ReadCase{"attachment-first.eml", "with attachment", "The real body.", "",
+                      "att@example.com"},
+             ReadCase{"dsn-report.eml", "Undelivered Mail Returned to Sender",
+                      "This is the mail system at host mx.example.com.\nYour message could not "
+                      "be delivered.",
+                      "Mail Delivery System", "MAILER-DAEMON@mx.example.com", "ReportItem"},
+             ReadCase{"calendar-request.eml", "Invitation: planning",
+                      "You are invited to planning.", "Organiser", "org@example.com",
+                      "MeetingItem"},
+             ReadCase{"calendar-cancel-nomethod.eml", "Cancelled: planning", "Cancelled.", "",
+                      "org@example.com", "MeetingItem"},
+             ReadCase{"calendar-publish.eml", "Holidays", "Our holiday calendar.", "",
+                      "org@example.com"},
+             ReadCase{"from-quotes-commas.eml", "quotes", "text\n", "Smith, John \"JJ\" (Sales)",
+                      "john.smith@example.com"},
+             ReadCase{"sender-fallback.eml", "sender header", "text\n", "Real Sender",
+                      "real@example.com"},
+         }) {
+        SCOPED_TRACE(c.File);
+        const clsMimeMessage message = clsMimeMessage::Parse(MailFixture(c.File));
+        EXPECT_TRUE(message.Ok()) << message.Error();
+        EXPECT_EQ(message.Subject(), c.Subject);
+        EXPECT_EQ(message.Body(), c.Body);
+        EXPECT_EQ(message.Sender().Name, c.SenderName);
+        EXPECT_EQ(message.Sender().Address, c.SenderAddress);
+        EXPECT_EQ(message.TypeName(), c.TypeName);
+    }
+}
+
+struct RecipientsCase {
+    std::string_view File;
+    std::vector<clsMailAddress> Expected;
+};
+
+TEST(MimeMessageRead, ListsToCcAndBccWithGroupsFlattened) {
+    using Kind = RecipientKind;
+    for (const RecipientsCase& c : {
+             RecipientsCase{"rfc2047-q.eml",
+                            {{"Ann", "ann@example.org", Kind::To},
+                             {"Lee, B", "b@example.org", Kind::To},
+                             {"", "carl@example.net", Kind::Cc},
+                             {"Dee", "dee@example.net", Kind::Cc},
+                             {"", "hidden@example.com", Kind::Bcc}}},
+             // An empty group adds nobody.
+             RecipientsCase{"from-quotes-commas.eml",
+                            {{"Doe, Jane", "jane@example.com", Kind::To}}},
+             // Control characters: gone from names (as a space) and addresses; an address that
+             // is not one is not passed on.
+             RecipientsCase{"from-control-chars.eml",
+                            {{"Tab here", "tab@example.com", Kind::To},
+                             {"CtlName", "ctl@example.com", Kind::To}}},
+         }) {
+        SCOPED_TRACE(c.File);
+        const clsMimeMessage message = clsMimeMessage::Parse(MailFixture(c.File));
+        ASSERT_EQ(message.Recipients().size(), c.Expected.size());
+        for (std::size_t i = 0; i < c.Expected.size(); ++i) {
+            EXPECT_EQ(message.Recipients()[i].Name, c.Expected[i].Name);
+            EXPECT_EQ(message.Recipients()[i].Address, c.Expected[i].Address);
+            EXPECT_EQ(message.Recipients()[i].Kind, c.Expected[i].Kind);
+        }
+    }
+}
+
+struct MalformedCase {
+    std::string_view File;
+    bool Ok;
+    std::string_view SubjectPart;  // the subject holds this ("" when it must be empty)
+    std::string_view Body;
+    std::string_view SenderAddress;
+};
+
+// Hostile or broken mail reads as far as it can: no crash, no garbage in the fields.
+TEST(MimeMessageRead, ReadsWhatItCanOfMalformedMail) {
+    for (const MalformedCase& c : {
+             MalformedCase{"no-blank-line.eml", true, "no blank line",
+                           "This line is the body's first.\nSecond body line.\n", "nb@example.com"},
+             MalformedCase{"bare-lf-mixed.eml", true, "mixed line ends",
+                           "line one\nline two\r\nline\rthree\n", "mixed@example.com"},
+             MalformedCase{"nul-bytes.eml", true, "beforeafter", "body\0with nul\n"sv,
+                           "nul@example.com"},
+             MalformedCase{"broken-rfc2047.eml", true, "oké", "text\n", "broken@example.com"},
+             MalformedCase{"from-control-chars.eml", true, "control", "text\n", "evil@example.com"},
+             MalformedCase{"unterminated-boundary.eml", true, "unterminated",
+                           "The only part, never closed.\n", "cut@example.com"},
+             MalformedCase{"base64-garbage.eml", true, "garbage", "Hello world",
+                           "garbage@example.com"},
+             MalformedCase{"headers-only.eml", true, "headers only", "", "only@example.com"},
+             MalformedCase{"empty.eml", false, "", "", ""},
+             MalformedCase{"not-a-message.eml", false, "", "", ""},
+         }) {
+        SCOPED_TRACE(c.File);
+        const clsMimeMessage message = clsMimeMessage::Parse(MailFixture(c.File));
+        EXPECT_EQ(message.Ok(), c.Ok) << message.Error();
+        EXPECT_EQ(message.Error().empty(), c.Ok);
+        if (c.SubjectPart.empty()) {
+            EXPECT_EQ(message.Subject(), "");
+        } else {
+            EXPECT_NE(message.Subject().find(c.SubjectPart), std::string::npos)
+                << message.Subject();
+        }
+        EXPECT_TRUE(clsCharsetText::IsValidUtf8(message.Subject()));
+        EXPECT_EQ(message.Body(), c.Body);
+        EXPECT_EQ(message.Sender().Address, c.SenderAddress);
+    }
+}
+
+TEST(MimeMessageRead, NamesWithEncodedLineBreaksCannotForgeHeaders) {
+    const clsMimeMessage message = clsMimeMessage::Parse(MailFixture("from-control-chars.eml"));
+    EXPECT_EQ(message.Sender().Name, "Evil Bcc: x@y.z");  // one line, the CR LF a space
+    EXPECT_EQ(message.MessageID(), "ctl@example.com");
+}
+
+std::string NestedMultiparts(int levels) {
+    std::string message = "From: nest@example.com\nSubject: nested\nMIME-Version: 1.0\n";
+    for (int level = 0; level < levels; ++level) {
+        const std::string boundary = "b" + std::to_string(level);
+        message +=
+            "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\n\n--" + boundary + "\n";
+    }
+    message += "Content-Type: text/plain\n\ndeep body\n";
+    for (int level = levels - 1; level >= 0; --level) {
+        message += "--b" + std::to_string(level) + "--\n";
+    }
+    return message;
+}
+
+struct HugeCase {
+    std::string Name;
+    std::string Raw;
+    bool Ok;
+    std::size_t SubjectSize;
+    std::string Body;
+};
+
+// Sizes and depths that hostile mail uses: read whole, within the stack, in reasonable time.
+TEST(MimeMessageRead, SurvivesHugeLinesHeadersAndDeepNesting) {
+    const std::string twoMegabytes(2 * 1024 * 1024, 'x');
+    const std::string longSubject(100 * 1024, 's');
+    std::string foldedSubject;
+    for (int line = 0; line < 1000; ++line) {
+        foldedSubject += (line == 0 ? "" : "\n ") + std::string(99, 'f');
+    }
+    const std::vector<HugeCase> cases = {
+        {"a 2 MB line and no header", twoMegabytes, false, 0, ""},
+        {"a 2 MB body line", "From: a@example.com\nSubject: s\n\n" + twoMegabytes, true, 1,
+         twoMegabytes},
+        {"a 2 MB HTML line",
+         "From: a@example.com\nSubject: s\nContent-Type: text/html\n\n<p>" + twoMegabytes, true, 1,
+         twoMegabytes},
+        {"a 100 KB header", "From: a@example.com\nSubject: " + longSubject + "\n\nbody", true,
+         longSubject.size(), "body"},
+        {"a 100 KB folded header", "From: a@example.com\nSubject: " + foldedSubject + "\n\nb", true,
+         1000 * 100 - 1, "b"},
+        {"50 nested multiparts", NestedMultiparts(50), true, 6, "deep body"},
+        {"200 nested multiparts: the deep part is ignored", NestedMultiparts(200), true, 6, ""},
+    };
+    for (const HugeCase& c : cases) {
+        SCOPED_TRACE(c.Name);
+        const clsMimeMessage message = clsMimeMessage::Parse(c.Raw);
+        EXPECT_EQ(message.Ok(), c.Ok) << message.Error();
+        EXPECT_EQ(message.Subject().size(), c.SubjectSize);
+        EXPECT_EQ(message.Body(), c.Body);
+    }
+}
+
+struct HeaderFieldsCase {
+    std::string_view Headers;
+    Importance ExpectedImportance;
+    bool ReadReceipt;
+};
+
+TEST(MimeMessageRead, TakesImportanceFromImportanceThenXPriority) {
+    for (const HeaderFieldsCase& c : {
+             HeaderFieldsCase{"Subject: s\n", Importance::Normal, false},
+             HeaderFieldsCase{"Importance: High\n", Importance::High, false},
+             HeaderFieldsCase{"importance:  low \n", Importance::Low, false},
+             HeaderFieldsCase{"Importance: normal\nX-Priority: 1\n", Importance::Normal, false},
+             HeaderFieldsCase{"Importance: urgent\nX-Priority: 5\n", Importance::Low, false},
+             HeaderFieldsCase{"X-Priority: 1 (Highest)\n", Importance::High, false},
+             HeaderFieldsCase{"X-Priority: 2\n", Importance::High, false},
+             HeaderFieldsCase{"X-Priority: 3 (Normal)\n", Importance::Normal, false},
+             HeaderFieldsCase{"X-Priority: 4\n", Importance::Low, false},
+             HeaderFieldsCase{"X-Priority:\n 5 (Lowest)\n", Importance::Low, false},
+             HeaderFieldsCase{"X-Priority: high\n", Importance::Normal, false},
+             HeaderFieldsCase{"Disposition-Notification-To: a@example.com\n", Importance::Normal,
+                              true},
+             HeaderFieldsCase{"Return-Receipt-To: a@example.com\n", Importance::Normal, true},
+             HeaderFieldsCase{"X-Disposition-Notification-To: a@example.com\n", Importance::Normal,
+                              false},
+         }) {
+        SCOPED_TRACE(c.Headers);
+        const clsMimeMessage message =
+            clsMimeMessage::Parse("From: a@example.com\n" + std::string(c.Headers) + "\nbody\n");
+        EXPECT_EQ(message.GetImportance(), c.ExpectedImportance);
+        EXPECT_EQ(message.ReadReceiptRequested(), c.ReadReceipt);
+    }
+}
+
+struct DateCase {
+    std::string_view Header;
+    std::optional<std::time_t> Expected;
+};
+
+TEST(MimeMessageRead, ReadsTheDateHeaderWhenItCan) {
+    for (const DateCase& c : {
+             DateCase{"Date: Tue, 03 Sep 2002 14:05:06 +0200\n", 1031054706},
+             DateCase{"Date: 3 Sep 2002 12:05:06 GMT\n", 1031054706},
+             DateCase{"Date: garbage\n", std::nullopt},
+             DateCase{"Date: Fri, 31 Dec 9999 23:59:59 +0000\n", std::nullopt},  // beyond the clock
+             DateCase{"", std::nullopt},
+         }) {
+        SCOPED_TRACE(c.Header);
+        const clsMimeMessage message =
+            clsMimeMessage::Parse("From: a@example.com\n" + std::string(c.Header) + "\nbody\n");
+        ASSERT_EQ(message.Date().has_value(), c.Expected.has_value());
+        if (c.Expected) {
+            EXPECT_EQ(std::chrono::system_clock::to_time_t(*message.Date()), *c.Expected);
+        }
+    }
+}
+
+TEST(MimeMessageRead, TakesTheMessageIdWithoutBrackets) {
+    for (const auto& [header, expected] :
+         {std::pair{"Message-ID: <abc.1@example.com>\n"sv, "abc.1@example.com"sv},
+          std::pair{"Message-Id:\n <folded@example.com>\n"sv, "folded@example.com"sv},
+          std::pair{""sv, ""sv}}) {
+        SCOPED_TRACE(header);
+        EXPECT_EQ(clsMimeMessage::Parse("From: a@example.com\n" + std::string(header) + "\nb\n")
+                      .MessageID(),
+                  expected);
+    }
+}
+
+TEST(MimeMessageRead, KeepsTheHeaderBlockAsWritten) {
+    for (const auto& [raw, expected] : {
+             std::pair{"A: 1\r\nB: 2\r\n\r\nbody\r\n"sv, "A: 1\r\nB: 2\r\n"sv},
+             std::pair{"A: 1\nB:\n\tfolded\n\nbody\n"sv, "A: 1\nB:\n\tfolded\n"sv},
+             std::pair{"Name :spaced\n\n"sv, "Name :spaced\n"sv},
+             std::pair{"A: 1\nnot a header line\n\nB: 2\n"sv, "A: 1\n"sv},  // no empty line
+             std::pair{"A: 1"sv, "A: 1"sv},
+             std::pair{"\nA: 1\n"sv, ""sv},
+             std::pair{" continued: first\n\n"sv, ""sv},
+             std::pair{"From someone Thu Aug 22 12:36:23 2002\nA: 1\n\n"sv, ""sv},
+             std::pair{"A: caf\xE9\0\nB: 2\n\n"sv, "A: caf\xE9\0\nB: 2\n"sv},
+         }) {
+        SCOPED_TRACE(raw);
+        EXPECT_EQ(clsMimeMessage::Parse(raw).Headers(), expected);
+    }
+}
+
+TEST(MimeMessageRead, PadsSplitJapaneseWordsCorrectly) {
+    // ISO-2022-JP words with base64 padding, as Japanese mailers write them.
+    const clsMimeMessage message = clsMimeMessage::Parse(
+        "From: a@example.com\nSubject: =?ISO-2022-JP?B?GyRCRnxLXBsoQg==?=\n "
+        "=?ISO-2022-JP?B?GyRCOGwbKEI=?=\n\nb\n");
+    EXPECT_EQ(message.Subject(), "日本語");
+}
+
+}  // namespace

@@ -1,0 +1,308 @@
+#include <gmime/gmime.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "mailhost/mime/clsMessageComposer.h"
+#include "mailhost/mime/clsMimeMessage.h"
+
+namespace {
+
+// The composer's output is read back with GMime itself: an independent reader of the result.
+struct clsUnref {
+    void operator()(gpointer object) const { g_object_unref(object); }
+};
+template <typename T>
+using clsOwned = std::unique_ptr<T, clsUnref>;
+
+clsOwned<GMimeMessage> Parse(const std::string& bytes) {
+    clsMimeMessage::Initialise();
+    clsOwned<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(bytes.data(), bytes.size()));
+    clsOwned<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
+    return clsOwned<GMimeMessage>(g_mime_parser_construct_message(parser.get(), nullptr));
+}
+
+std::string Text(GMimeObject* part) {
+    char* text = g_mime_text_part_get_text(reinterpret_cast<GMimeTextPart*>(part));
+    std::string result = text == nullptr ? "" : text;
+    g_free(text);
+    result.erase(std::remove(result.begin(), result.end(), '\r'), result.end());
+    return result;
+}
+
+std::string Addresses(GMimeMessage* message, GMimeAddressType type) {
+    char* list = internet_address_list_to_string(g_mime_message_get_addresses(message, type),
+                                                 nullptr, FALSE);
+    std::string result = list == nullptr ? "" : list;
+    g_free(list);
+    return result;
+}
+
+std::string HeaderBlock(const std::string& bytes) {
+    return bytes.substr(0, bytes.find("\r\n\r\n") + 2);
+}
+
+bool HasHeaderLine(const std::string& bytes, const std::string& start) {
+    const std::string headers = "\r\n" + HeaderBlock(bytes);
+    return headers.find("\r\n" + start) != std::string::npos;
+}
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return text;
+}
+
+bool EveryLineEndsInCrlf(const std::string& bytes) {
+    for (size_t at = 0; at < bytes.size(); ++at) {
+        if ((bytes[at] == '\n' && (at == 0 || bytes[at - 1] != '\r')) ||
+            (bytes[at] == '\r' && (at + 1 == bytes.size() || bytes[at + 1] != '\n'))) {
+            return false;
+        }
+    }
+    return bytes.size() >= 2 && bytes.compare(bytes.size() - 2, 2, "\r\n") == 0;
+}
+
+bool IsSevenBit(const std::string& bytes) {
+    return std::all_of(bytes.begin(), bytes.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+clsOutgoingMessage Message(std::string subject, std::string body) {
+    clsOutgoingMessage message;
+    message.From = {"Jörg", "joerg@example.org", RecipientKind::To};
+    message.Recipients = {{"Ann", "ann@example.org", RecipientKind::To}};
+    message.Subject = std::move(subject);
+    message.Body = std::move(body);
+    return message;
+}
+
+// The message/rfc822 part's content: from after its header block to the CRLF that belongs to
+// the closing boundary.
+std::string AttachedMessage(const std::string& bytes) {
+    const size_t boundaryAt = bytes.find("boundary=\"") + 10;
+    const std::string boundary = bytes.substr(boundaryAt, bytes.find('"', boundaryAt) - boundaryAt);
+    const size_t part = bytes.find("Content-Type: message/rfc822");
+    const size_t start = bytes.find("\r\n\r\n", part) + 4;
+    return bytes.substr(start, bytes.find("\r\n--" + boundary, start) - start);
+}
+
+}  // namespace
+
+TEST(MessageComposerCompose, EncodesNonAsciiHeadersAndBodiesAndWritesCrlfOnly) {
+    struct Case {
+        std::string Subject, Body;
+        GMimeContentEncoding Encoding;
+    };
+    for (const Case& c :
+         {Case{"Hello", "plain ascii\nsecond line\n", GMIME_CONTENT_ENCODING_7BIT},
+          Case{"Grüße aus Köln", "schöne Grüße\r\nEnde", GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE},
+          Case{"日本語の件名 and a long tail that the header writer has to fold over "
+               "more than one line",
+               "本文\n", GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE},
+          Case{"long line", std::string(1200, 'a'), GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE}}) {
+        SCOPED_TRACE(c.Subject);
+        const std::string composed = clsMessageComposer::Compose(Message(c.Subject, c.Body));
+
+        EXPECT_TRUE(EveryLineEndsInCrlf(composed));
+        EXPECT_TRUE(IsSevenBit(composed));
+        EXPECT_EQ(HasHeaderLine(Lower(composed), "subject: =?utf-8?"), !IsSevenBit(c.Subject))
+            << HeaderBlock(composed);
+        EXPECT_TRUE(HasHeaderLine(composed, "MIME-Version: 1.0"));
+        const clsOwned<GMimeMessage> parsed = Parse(composed);
+        ASSERT_TRUE(parsed);
+        EXPECT_EQ(g_mime_message_get_subject(parsed.get()), c.Subject);
+        GMimeObject* body = g_mime_message_get_mime_part(parsed.get());
+        ASSERT_TRUE(GMIME_IS_TEXT_PART(body));
+        std::string expectedBody = c.Body;
+        expectedBody.erase(std::remove(expectedBody.begin(), expectedBody.end(), '\r'),
+                           expectedBody.end());
+        EXPECT_EQ(Text(body), expectedBody.back() == '\n' ? expectedBody : expectedBody + "\n");
+        EXPECT_STREQ(g_mime_object_get_content_type_parameter(body, "charset"), "utf-8");
+        EXPECT_EQ(g_mime_part_get_content_encoding(reinterpret_cast<GMimePart*>(body)), c.Encoding);
+    }
+}
+
+TEST(MessageComposerCompose, WritesToAndCcButNeverBcc) {
+    clsOutgoingMessage message = Message("x", "x");
+    message.Recipients = {{"Ann, A.", "ann@example.org", RecipientKind::To},
+                          {"", "bea@example.org", RecipientKind::Cc},
+                          {"Secret", "hidden@example.org", RecipientKind::Bcc},
+                          {"Zoë", "zoe@example.org", RecipientKind::To}};
+
+    const std::string composed = clsMessageComposer::Compose(message);
+
+    const clsOwned<GMimeMessage> parsed = Parse(composed);
+    ASSERT_TRUE(parsed);
+    EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_TO),
+              "\"Ann, A.\" <ann@example.org>, Zoë <zoe@example.org>");
+    EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_CC), "bea@example.org");
+    EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_FROM), "Jörg <joerg@example.org>");
+    EXPECT_EQ(composed.find("hidden@example.org"), std::string::npos);
+    EXPECT_EQ(composed.find("Secret"), std::string::npos);
+}
+
+TEST(MessageComposerCompose, HtmlBodyMakesMultipartAlternativeWithThePlainTextFirst) {
+    clsOutgoingMessage message = Message("x", "Grüße\n");
+    message.HTMLBody = "<p>Grüße</p>\n";
+
+    const clsOwned<GMimeMessage> parsed = Parse(clsMessageComposer::Compose(message));
+
+    ASSERT_TRUE(parsed);
+    GMimeObject* top = g_mime_message_get_mime_part(parsed.get());
+    ASSERT_TRUE(GMIME_IS_MULTIPART(top));
+    EXPECT_TRUE(g_mime_content_type_is_type(g_mime_object_get_content_type(top), "multipart",
+                                            "alternative"));
+    auto* alternative = reinterpret_cast<GMimeMultipart*>(top);
+    ASSERT_EQ(g_mime_multipart_get_count(alternative), 2);
+    GMimeObject* plain = g_mime_multipart_get_part(alternative, 0);
+    GMimeObject* html = g_mime_multipart_get_part(alternative, 1);
+    EXPECT_TRUE(
+        g_mime_content_type_is_type(g_mime_object_get_content_type(plain), "text", "plain"));
+    EXPECT_TRUE(g_mime_content_type_is_type(g_mime_object_get_content_type(html), "text", "html"));
+    EXPECT_EQ(Text(plain), "Grüße\n");
+    EXPECT_EQ(Text(html), "<p>Grüße</p>\n");
+}
+
+TEST(MessageComposerCompose, MessageIdTakesTheFromDomainWhenItIsOne) {
+    struct Case {
+        const char* From;
+        const char* Domain;  // nullptr: the host's name, which is not known here
+    };
+    // GMime writes the domain in lower case; domains are compared without regard to case.
+    for (const Case& c :
+         {Case{"joerg@example.org", "example.org"},
+          Case{"joerg@Mail.Example-1.ORG", "mail.example-1.org"}, Case{"odd@[192.0.2.1]", nullptr},
+          Case{"no-domain", nullptr}, Case{"evil@a>b", nullptr}}) {
+        SCOPED_TRACE(c.From);
+        clsOutgoingMessage message = Message("x", "x");
+        message.From.Address = c.From;
+
+        const clsOwned<GMimeMessage> parsed = Parse(clsMessageComposer::Compose(message));
+
+        ASSERT_TRUE(parsed);
+        const std::string id = g_mime_message_get_message_id(parsed.get());
+        const std::string domain = id.substr(id.find('@') + 1);
+        if (c.Domain != nullptr) {
+            EXPECT_EQ(domain, c.Domain);
+        } else {
+            EXPECT_FALSE(domain.empty());
+            EXPECT_EQ(domain.find_first_of("[]<> "), std::string::npos) << id;
+        }
+    }
+}
+
+TEST(MessageComposerCompose, ImportanceIsWrittenOnlyWhenNotNormal) {
+    struct Case {
+        Importance Level;
+        const char* ImportanceLine;
+        const char* PriorityLine;
+    };
+    for (const Case& c : {Case{Importance::High, "Importance: high", "X-Priority: 1"},
+                          Case{Importance::Low, "Importance: low", "X-Priority: 5"},
+                          Case{Importance::Normal, nullptr, nullptr}}) {
+        SCOPED_TRACE(static_cast<int>(c.Level));
+        clsOutgoingMessage message = Message("x", "x");
+        message.ItemImportance = c.Level;
+
+        const std::string composed = clsMessageComposer::Compose(message);
+
+        if (c.ImportanceLine != nullptr) {
+            EXPECT_TRUE(HasHeaderLine(composed, std::string(c.ImportanceLine) + "\r\n"));
+            EXPECT_TRUE(HasHeaderLine(composed, std::string(c.PriorityLine) + "\r\n"));
+        } else {
+            EXPECT_FALSE(HasHeaderLine(composed, "Importance:"));
+            EXPECT_FALSE(HasHeaderLine(composed, "X-Priority:"));
+        }
+    }
+}
+
+TEST(MessageComposerCompose, LineBreaksInHeaderTextsCannotAddHeaders) {
+    clsOutgoingMessage message = Message("Hi\r\nBcc: evil@example.net", "x");
+    message.From.Name = "Jörg\nX-Evil: 1";
+    message.ExtraHeaders = {{"X-Auto-Response-Suppress", "All"},
+                            {"X-Folded", "one\r\nX-Evil: 2"},
+                            {"Bad Name", "dropped"},
+                            {"X-Colon:", "dropped"}};
+
+    const std::string composed = clsMessageComposer::Compose(message);
+
+    EXPECT_TRUE(EveryLineEndsInCrlf(composed));
+    EXPECT_FALSE(HasHeaderLine(composed, "Bcc:"));
+    EXPECT_FALSE(HasHeaderLine(composed, "X-Evil:"));
+    EXPECT_TRUE(HasHeaderLine(composed, "X-Auto-Response-Suppress: All\r\n"));
+    EXPECT_TRUE(HasHeaderLine(composed, "X-Folded: one  X-Evil: 2\r\n")) << HeaderBlock(composed);
+    EXPECT_EQ(composed.find("dropped"), std::string::npos);
+}
+
+TEST(MessageComposerForward, SubjectGetsOneFwPrefix) {
+    struct Case {
+        const char* SubjectHeader;  // nullptr: the original has none
+        const char* Expected;
+    };
+    for (const Case& c :
+         {Case{"Hello", "Fw: Hello"}, Case{"Fw: Hello", "Fw: Hello"},
+          Case{"FW: Hello", "FW: Hello"}, Case{"  fw:Hello", "fw:Hello"},
+          Case{"Re: Fw: x", "Fw: Re: Fw: x"}, Case{"=?utf-8?q?Gr=C3=BC=C3=9Fe?=", "Fw: Grüße"},
+          Case{"=?utf-8?q?FW=3A_Gr=C3=BC=C3=9Fe?=", "FW: Grüße"}, Case{nullptr, "Fw:"}}) {
+        SCOPED_TRACE(c.Expected);
+        const std::string original =
+            std::string("From: carl@example.net\r\n") +
+            (c.SubjectHeader != nullptr ? std::string("Subject: ") + c.SubjectHeader + "\r\n"
+                                        : "") +
+            "\r\nbody\r\n";
+
+        const clsOwned<GMimeMessage> parsed = Parse(clsMessageComposer::Forward(
+            original, {"", "joerg@example.org"}, {{"", "ann@example.org"}}, "note"));
+
+        ASSERT_TRUE(parsed);
+        EXPECT_EQ(g_mime_message_get_subject(parsed.get()), std::string(c.Expected));
+    }
+}
+
+TEST(MessageComposerForward, AttachesTheOriginalWholeWithCrlfLineEnds) {
+    struct Case {
+        const char* Name;
+        std::string Original, Attached;
+    };
+    const std::string crlf = "From: carl@example.net\r\nSubject: hi\r\n\r\nline1\r\nline2\r\n";
+    for (
+        const Case& c : {
+            Case{"CRLF", crlf, crlf},
+            Case{"LF", "From: carl@example.net\nSubject: hi\n\nline1\nline2\n", crlf},
+            Case{"bare CR", "From: carl@example.net\rSubject: hi\r\n\r\nline1\rline2\r\n", crlf},
+            Case{"no final line end", crlf.substr(0, crlf.size() - 2),
+                 crlf.substr(0, crlf.size() - 2)},
+            Case{
+                "8-bit and an epilogue",
+                "From: carl@example.net\r\nContent-Type: multipart/mixed; "
+                "boundary=XX\r\n\r\n--XX\r\n"
+                "Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
+                "Grüße\r\n--XX--\r\n\r\nepilogue\r\n\r\n",
+                "From: carl@example.net\r\nContent-Type: multipart/mixed; "
+                "boundary=XX\r\n\r\n--XX\r\n"
+                "Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
+                "Grüße\r\n--XX--\r\n\r\nepilogue\r\n\r\n"},
+        }) {
+        SCOPED_TRACE(c.Name);
+        const std::string forward =
+            clsMessageComposer::Forward(c.Original, {"Jörg", "joerg@example.org"},
+                                        {{"", "ann@example.org", RecipientKind::To},
+                                         {"", "hidden@example.org", RecipientKind::Bcc}},
+                                        "Siehe unten.");
+
+        EXPECT_TRUE(EveryLineEndsInCrlf(forward));
+        EXPECT_EQ(AttachedMessage(forward), c.Attached);
+        EXPECT_EQ(HeaderBlock(forward).find("hidden@example.org"), std::string::npos);
+        const clsOwned<GMimeMessage> parsed = Parse(forward);
+        ASSERT_TRUE(parsed);
+        auto* mixed = reinterpret_cast<GMimeMultipart*>(g_mime_message_get_mime_part(parsed.get()));
+        ASSERT_TRUE(GMIME_IS_MULTIPART(mixed));
+        ASSERT_EQ(g_mime_multipart_get_count(mixed), 2);
+        EXPECT_EQ(Text(g_mime_multipart_get_part(mixed, 0)), "Siehe unten.\n");
+        EXPECT_TRUE(GMIME_IS_MESSAGE_PART(g_mime_multipart_get_part(mixed, 1)));
+    }
+}
