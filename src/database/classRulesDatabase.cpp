@@ -26,7 +26,7 @@ std::string NumberText(double value) {
 }  // namespace
 
 classRulesDatabase::classRulesDatabase(clsLogFile& log, clsUserInterface& ui)
-    : mLog(log), mUi(ui), mConnection(std::make_unique<clsDbConnection>()) {}
+    : mLog(log), mUi(ui), mConnection(log, "RulesDatabase", [this] { return ReopenDatabase(); }) {}
 
 classRulesDatabase::~classRulesDatabase() { CloseDatabase(); }
 
@@ -56,8 +56,8 @@ bool classRulesDatabase::OpenDatabase(const std::filesystem::path& file, bool cr
                 return false;
             }
         }
-        if (!mConnection->IsOpen()) {
-            const clsStatus status = mConnection->Open(file, false);
+        if (!mConnection.Connection().IsOpen()) {
+            const clsStatus status = mConnection.Connection().Open(file, false);
             if (!status.IsOk()) {
                 mLog.AddErrorLog(Entry("OpenDatabase"), status);
                 return false;
@@ -78,7 +78,7 @@ bool classRulesDatabase::OpenDatabase(const std::filesystem::path& file, bool cr
 }
 
 void classRulesDatabase::CloseDatabase() {
-    mConnection->Close();
+    mConnection.Connection().Close();
     mOpen = false;
 }
 
@@ -97,59 +97,19 @@ bool classRulesDatabase::CreateDatabase() {
     }
     try {
         mLog.AddLog(Entry("CreateDatabase: Creating new database"));
-        const clsStatus status = mConnection->Open(mDatabaseFile, true);
+        const clsStatus status = mConnection.Connection().Open(mDatabaseFile, true);
         if (!status.IsOk()) {
             mLog.AddErrorLog(Entry("CreateDatabase"), status);
             return false;
         }
         mOpen = true;
-        clsSchemaBuilder builder(*mConnection, mLog);
+        clsSchemaBuilder builder(mConnection.Connection(), mLog);
         const bool built = builder.BuildTable(clsSchemaBuilder::RulesTable()) &&
                            builder.BuildTable(clsSchemaBuilder::SpamSendersTable());
         UpgradeDatabase();
         return built;
     } catch (const std::exception& error) {
         mLog.AddErrorLog(Entry("CreateDatabase"), error);
-    }
-    return false;
-}
-
-bool classRulesDatabase::EnsureOpen() { return mOpen || ReopenDatabase(); }
-
-std::unique_ptr<clsRecordset> classRulesDatabase::GetRS(std::string_view sql) {
-    try {
-        if (!EnsureOpen()) {
-            return nullptr;
-        }
-        mLog.AddLog(Entry("GetRS: ") + std::string(sql), 3);
-        std::unique_ptr<clsRecordset> recordset;
-        const clsStatus status = mConnection->Query(sql, recordset);
-        if (status.IsOk()) {
-            return recordset;
-        }
-        mLog.AddErrorLog(Entry("GetRS"), status);
-        mLog.AddLog(Entry("GetRS: ") + status.Description() + " " + std::string(sql));
-    } catch (const std::exception& error) {
-        mLog.AddErrorLog(Entry("GetRS"), error);
-    }
-    return nullptr;
-}
-
-bool classRulesDatabase::RunCommand(std::string_view sql, long& recordsAffected) {
-    recordsAffected = 0;
-    try {
-        if (!EnsureOpen()) {
-            return false;
-        }
-        mLog.AddLog(Entry("RunCommand: ") + std::string(sql), 3);
-        const clsStatus status = mConnection->Execute(sql, recordsAffected);
-        if (status.IsOk()) {
-            return true;
-        }
-        mLog.AddErrorLog(Entry("RunCommand"), status);
-        mLog.AddLog(Entry("RunCommand: ") + std::string(sql));
-    } catch (const std::exception& error) {
-        mLog.AddErrorLog(Entry("RunCommand"), error);
     }
     return false;
 }
@@ -161,20 +121,8 @@ void classRulesDatabase::RunLogged(std::string_view routine, std::string_view sq
     }
 }
 
-std::int64_t classRulesDatabase::GetCount(std::string_view sql) {
-    const std::unique_ptr<clsRecordset> rs = GetRS(sql);
-    if (!rs || rs->Eof() || rs->FieldCount() < 1) {
-        return 0;
-    }
-    return rs->Field(0).AsLong();
-}
-
-std::int32_t classRulesDatabase::GetLastID() {
-    return static_cast<std::int32_t>(GetCount("SELECT @@identity AS ID"));
-}
-
 double classRulesDatabase::GetVersion() {
-    if (!EnsureOpen() || !mConnection->TableExists("Version")) {
+    if ((!mOpen && !ReopenDatabase()) || !mConnection.Connection().TableExists("Version")) {
         return 0;  // a new or pre-versioning database
     }
     const std::unique_ptr<clsRecordset> rs = GetRS("SELECT Version FROM Version WHERE ID=1");
@@ -199,7 +147,7 @@ void classRulesDatabase::UpgradeDatabase() {
 }
 
 void classRulesDatabase::BuildMissingTables() {
-    clsSchemaBuilder builder(*mConnection, mLog);
+    clsSchemaBuilder builder(mConnection.Connection(), mLog);
     builder.BuildTable(clsSchemaBuilder::RulesTable());
     // Made with the database, but a file someone else created first (the folder cache) lacks it.
     builder.BuildTable(clsSchemaBuilder::SpamSendersTable());
@@ -229,8 +177,8 @@ void classRulesDatabase::ConvertVersion1Rules() {
                                          " WHERE ID=" + id + ";");
     }
     for (std::string_view column : {"TargetFolder", "Copy", "MarkAsRead"}) {
-        const clsStatus status = mConnection->ExecuteNative("ALTER TABLE \"Rules\" DROP COLUMN \"" +
-                                                            std::string(column) + "\"");
+        const clsStatus status = mConnection.Connection().ExecuteNative(
+            "ALTER TABLE \"Rules\" DROP COLUMN \"" + std::string(column) + "\"");
         if (!status.IsOk()) {
             mLog.AddErrorLog(Entry("UpgradeDatabase"), status);
         }
@@ -279,7 +227,7 @@ void classRulesDatabase::ValidateRulePriorities() {
 bool classRulesDatabase::CompactDatabase() {
     try {
         const std::filesystem::path source = mDatabaseFile;
-        if (source.empty() || !EnsureOpen()) {
+        if (source.empty() || (!mOpen && !ReopenDatabase())) {
             return false;
         }
         const std::filesystem::path target = std::filesystem::path(
@@ -289,7 +237,7 @@ bool classRulesDatabase::CompactDatabase() {
         std::filesystem::remove(target);
         // SQLite compacts from an open connection, into a file beside the database so that the
         // swap below (copy to "<file>2", rename it over the original) stays on one file system.
-        const clsStatus status = mConnection->CompactInto(target);
+        const clsStatus status = mConnection.Connection().CompactInto(target);
         CloseDatabase();
         if (!status.IsOk()) {
             mLog.AddErrorLog(Entry("CompactDatabase"), status);

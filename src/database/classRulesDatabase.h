@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "database/clsDbConnection.h"
+#include "database/clsLoggedConnection.h"
 #include "database/clsRecordset.h"
 #include "database/clsRuleRecord.h"
 #include "foundation/clsListControl.h"
@@ -46,12 +47,14 @@ public:
     const std::string& ConnectionString() const { return mConnectionString; }
 
     // Primitives. GetRS gives nothing on failure; RunCommand false.
-    std::unique_ptr<clsRecordset> GetRS(std::string_view sql);
-    bool RunCommand(std::string_view sql, long& recordsAffected);
-    std::int32_t GetLastID();
+    std::unique_ptr<clsRecordset> GetRS(std::string_view sql) { return mConnection.GetRS(sql); }
+    bool RunCommand(std::string_view sql, long& recordsAffected) {
+        return mConnection.RunCommand(sql, recordsAffected);
+    }
+    std::int32_t GetLastID() { return mConnection.GetLastID(); }
     double GetVersion();
     // Reads the first field of the first row of a query, as a number; 0 when there is none.
-    std::int64_t GetCount(std::string_view sql);
+    std::int64_t GetCount(std::string_view sql) { return mConnection.GetCount(sql); }
 
     // Rule records.
     bool AddUpdateRule(clsRuleRecord& rule);
@@ -86,7 +89,6 @@ private:
     void ConvertVersion1Rules();
     void WriteVersion();
     void ValidateRulePriorities();
-    bool EnsureOpen();
     bool FindIdenticalRule(clsRuleRecord& rule);
     void InsertRule(clsRuleRecord& rule);
     void UpdateRule(const clsRuleRecord& rule);
@@ -97,7 +99,7 @@ private:
 
     clsLogFile& mLog;
     clsUserInterface& mUi;
-    std::unique_ptr<clsDbConnection> mConnection;
+    clsLoggedConnection mConnection;
     std::filesystem::path mDatabaseFile;
     std::string mConnectionString;
     bool mOpen = false;

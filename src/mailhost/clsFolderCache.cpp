@@ -207,7 +207,10 @@ private:
 }  // namespace
 
 clsFolderCache::clsFolderCache(clsLogFile& log, clsUserInterface& ui, clsMailNamespace& mapi)
-    : mLog(log), mUi(ui), mNamespace(mapi), mConnection(std::make_unique<clsDbConnection>()) {}
+    : mLog(log),
+      mUi(ui),
+      mNamespace(mapi),
+      mConnection(log, "FolderCache", [this] { return ReopenDatabase(); }) {}
 
 clsFolderCache::~clsFolderCache() { CloseDatabase(); }
 
@@ -229,8 +232,8 @@ bool clsFolderCache::OpenDatabase(const std::filesystem::path& file) {
                 return false;
             }
         }
-        if (!mConnection->IsOpen()) {
-            const clsStatus status = mConnection->Open(file, false);
+        if (!mConnection.Connection().IsOpen()) {
+            const clsStatus status = mConnection.Connection().Open(file, false);
             if (!status.IsOk()) {
                 mLog.AddErrorLog(Entry("OpenDatabase"), status);
                 return false;
@@ -246,7 +249,7 @@ bool clsFolderCache::OpenDatabase(const std::filesystem::path& file) {
 }
 
 void clsFolderCache::CloseDatabase() {
-    mConnection->Close();
+    mConnection.Connection().Close();
     mOpen = false;
 }
 
@@ -264,7 +267,7 @@ bool clsFolderCache::CreateDatabase() {
         if (mOpen || mDatabaseFile.empty()) {
             return false;
         }
-        const clsStatus status = mConnection->Open(mDatabaseFile, true);
+        const clsStatus status = mConnection.Connection().Open(mDatabaseFile, true);
         if (!status.IsOk()) {
             mLog.AddErrorLog(Entry("CreateDatabase"), status);
             return false;
@@ -275,12 +278,12 @@ bool clsFolderCache::CreateDatabase() {
 }
 
 bool clsFolderCache::EnsureTable() {
-    if (mConnection->TableExists(kTable)) {
+    if (mConnection.Connection().TableExists(kTable)) {
         return true;
     }
     mLog.AddLog(Entry("OpenDatabase: create FolderCache table"));
-    const clsStatus status =
-        mConnection->ExecuteNative(clsSchemaBuilder::CreateTableSql(FolderCacheTable()));
+    const clsStatus status = mConnection.Connection().ExecuteNative(
+        clsSchemaBuilder::CreateTableSql(FolderCacheTable()));
     if (status.IsOk()) {
         return true;
     }
@@ -288,50 +291,16 @@ bool clsFolderCache::EnsureTable() {
     return false;
 }
 
-bool clsFolderCache::EnsureOpen() { return mOpen || ReopenDatabase(); }
-
 std::unique_ptr<clsRecordset> clsFolderCache::GetRS(std::string_view sql) {
-    return Guarded(mLog, "GetRS", [&]() -> std::unique_ptr<clsRecordset> {
-        if (!EnsureOpen()) {
-            return nullptr;
-        }
-        mLog.AddLog(Entry("GetRS: ") + std::string(sql), 3);
-        std::unique_ptr<clsRecordset> recordset;
-        const clsStatus status = mConnection->Query(sql, recordset);
-        if (status.IsOk()) {
-            return recordset;
-        }
-        mLog.AddErrorLog(Entry("GetRS"), status);
-        mLog.AddLog(Entry("GetRS: ") + status.Description() + " " + std::string(sql));
-        return nullptr;
-    });
+    return mConnection.GetRS(sql);
 }
 
-bool clsFolderCache::RunCommand(std::string_view routine, std::string_view sql) {
-    return Guarded(mLog, routine, [&] {
-        if (!EnsureOpen()) {
-            return false;
-        }
-        mLog.AddLog(Entry(routine) + ": " + std::string(sql), 3);
-        long affected = 0;
-        const clsStatus status = mConnection->Execute(sql, affected);
-        if (status.IsOk()) {
-            return true;
-        }
-        mLog.AddErrorLog(Entry(routine), status);
-        mLog.AddLog(Entry(routine) + ": " + std::string(sql));
-        return false;
-    });
+bool clsFolderCache::RunCommand(std::string_view sql) {
+    long affected = 0;
+    return mConnection.RunCommand(sql, affected);
 }
 
-long clsFolderCache::Count(std::string_view sql) {
-    const std::unique_ptr<clsRecordset> rs = GetRS(sql);
-    return rs && !rs->Eof() && rs->FieldCount() > 0 ? static_cast<long>(rs->Field(0).AsLong()) : 0;
-}
-
-std::int32_t clsFolderCache::GetLastID() {
-    return static_cast<std::int32_t>(Count("SELECT @@identity AS ID"));
-}
+std::int32_t clsFolderCache::GetLastID() { return mConnection.GetLastID(); }
 
 // ---- queries ----
 
@@ -608,7 +577,7 @@ std::optional<clsMailFolder> clsFolderCache::AddCachedFolder(const clsRecordset&
                            static_cast<int>(parentRow.Field("Icon").AsLong()),
                            path,
                            parentRow.Field("StoreID").AsText()};
-    return RunCommand("NewFolder", InsertSql(row)) ? folder : std::nullopt;
+    return RunCommand(InsertSql(row)) ? folder : std::nullopt;
 }
 
 void clsFolderCache::RebuildStaleCache() {
@@ -629,7 +598,7 @@ bool clsFolderCache::BuildFolderCache() {
         // There are no public folders here: no store to remember, none to skip.
         BuildStep(step, "get public folder store id (Outlook 12+)");
         BuildStep(step, "delete FolderCache table");
-        if (!RunCommand("BuildFolderCache", "DELETE FROM FolderCache")) {
+        if (!RunCommand("DELETE FROM FolderCache")) {
             return false;
         }
         // Icons follow each folder's own role, so no default folder needs to be read first.
@@ -674,9 +643,9 @@ void clsFolderCache::CacheStore(const clsMailFolder& root,
     BuildStep(step, "Folders enumerated");
     BuildStep(step, "Caching " + std::to_string(rows.size()) + " items");
     {
-        const clsInsertBatch batch(*mConnection, mLog);
+        const clsInsertBatch batch(mConnection.Connection(), mLog);
         for (const clsFolderRow& row : rows) {
-            RunCommand("BuildFolderCache", InsertSql(row));
+            RunCommand(InsertSql(row));
             Status("Analysing folders: " + std::to_string(row.ID));
         }
     }

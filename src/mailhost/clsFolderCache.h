@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "database/clsDbConnection.h"
+#include "database/clsLoggedConnection.h"
 #include "database/clsRecordset.h"
 #include "foundation/clsLogFile.h"
 #include "foundation/clsUserInterface.h"
@@ -102,10 +103,9 @@ public:
     void SetShowStatus(bool show) { mShowStatus = show; }
 
 private:
-    bool EnsureOpen();
     bool EnsureTable();
-    bool RunCommand(std::string_view routine, std::string_view sql);
-    long Count(std::string_view sql);
+    bool RunCommand(std::string_view sql);
+    long Count(std::string_view sql) { return static_cast<long>(mConnection.GetCount(sql)); }
     void Status(const std::string& text);
     void BuildStep(std::string& step, std::string text);
 
@@ -126,7 +126,7 @@ private:
     clsLogFile& mLog;
     clsUserInterface& mUi;
     clsMailNamespace& mNamespace;
-    std::unique_ptr<clsDbConnection> mConnection;
+    clsLoggedConnection mConnection;
     std::filesystem::path mDatabaseFile;
     std::string mConnectionString;
     bool mOpen = false;

@@ -1,0 +1,44 @@
+#include "database/clsLoggedConnection.h"
+
+std::unique_ptr<clsRecordset> clsLoggedConnection::GetRS(std::string_view sql) {
+    try {
+        if (!EnsureOpen()) {
+            return nullptr;
+        }
+        mLog.AddLog(Entry("GetRS: ") + std::string(sql), 3);
+        std::unique_ptr<clsRecordset> recordset;
+        const clsStatus status = mConnection.Query(sql, recordset);
+        if (status.IsOk()) {
+            return recordset;
+        }
+        mLog.AddErrorLog(Entry("GetRS"), status);
+        mLog.AddLog(Entry("GetRS: ") + status.Description() + " " + std::string(sql));
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog(Entry("GetRS"), error);
+    }
+    return nullptr;
+}
+
+bool clsLoggedConnection::RunCommand(std::string_view sql, long& recordsAffected) {
+    recordsAffected = 0;
+    try {
+        if (!EnsureOpen()) {
+            return false;
+        }
+        mLog.AddLog(Entry("RunCommand: ") + std::string(sql), 3);
+        const clsStatus status = mConnection.Execute(sql, recordsAffected);
+        if (status.IsOk()) {
+            return true;
+        }
+        mLog.AddErrorLog(Entry("RunCommand"), status);
+        mLog.AddLog(Entry("RunCommand: ") + std::string(sql));
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog(Entry("RunCommand"), error);
+    }
+    return false;
+}
+
+std::int64_t clsLoggedConnection::GetCount(std::string_view sql) {
+    const std::unique_ptr<clsRecordset> rs = GetRS(sql);
+    return rs && !rs->Eof() && rs->FieldCount() > 0 ? rs->Field(0).AsLong() : 0;
+}
