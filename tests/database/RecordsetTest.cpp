@@ -1,12 +1,19 @@
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "database/clsRecordset.h"
 
 namespace {
+
+using Move = void (clsRecordset::*)();
+const std::map<char, Move> kMoves{{'F', &clsRecordset::MoveFirst},
+                                  {'L', &clsRecordset::MoveLast},
+                                  {'N', &clsRecordset::MoveNext},
+                                  {'P', &clsRecordset::MovePrevious}};
 
 clsRecordset ThreeRows() {
     return clsRecordset({{"ID", "Rules"}, {"ID", "Folders"}, {"Name", "Rules"}},
@@ -14,61 +21,34 @@ clsRecordset ThreeRows() {
 }
 
 TEST(Recordset, MovesLikeAnAdoCursor) {
-    struct Step {
-        char Move;  // F first, N next, P previous, L last
-        bool Eof, Bof;
-        long Current;  // the ID of the current row, 0 without one
+    // After each move (First, Last, Next, Previous): the current row's ID, E past the end or B
+    // before the start.
+    struct Script {
+        std::string_view Moves, After;
     };
-    const std::vector<std::vector<Step>> scripts = {
-        {{'N', false, false, 2},
-         {'N', false, false, 3},
-         {'N', true, false, 0},
-         {'N', true, false, 0},
-         {'P', false, false, 3}},
-        {{'L', false, false, 3}, {'N', true, false, 0}, {'F', false, false, 1}},
-        {{'P', false, true, 0}, {'P', false, true, 0}, {'N', false, false, 1}},
-        {{'L', false, false, 3},
-         {'P', false, false, 2},
-         {'P', false, false, 1},
-         {'P', false, true, 0}},
-    };
-    for (const auto& script : scripts) {
+    for (const Script& s : {Script{"NNNNP", "23EE3"}, Script{"LNF", "3E1"}, Script{"PPN", "BB1"},
+                            Script{"LPPP", "321B"}}) {
         clsRecordset recordset = ThreeRows();
         EXPECT_EQ(recordset.RecordCount(), 3);
         EXPECT_EQ(recordset.Field("ID").AsLong(), 1);  // opens on the first row
-        std::string trace;
-        for (const Step& step : script) {
-            trace += step.Move;
-            SCOPED_TRACE(trace);
-            switch (step.Move) {
-                case 'F':
-                    recordset.MoveFirst();
-                    break;
-                case 'N':
-                    recordset.MoveNext();
-                    break;
-                case 'P':
-                    recordset.MovePrevious();
-                    break;
-                default:
-                    recordset.MoveLast();
-                    break;
-            }
-            EXPECT_EQ(recordset.Eof(), step.Eof);
-            EXPECT_EQ(recordset.Bof(), step.Bof);
-            EXPECT_EQ(recordset.Field("ID").AsLong(), step.Current);
-            EXPECT_EQ(recordset.LastError().IsOk(), step.Current != 0);
+        for (std::size_t i = 0; i < s.Moves.size(); ++i) {
+            SCOPED_TRACE(s.Moves.substr(0, i + 1));
+            (recordset.*kMoves.at(s.Moves[i]))();
+            const char after = s.After[i];
+            EXPECT_EQ(recordset.Eof(), after == 'E');
+            EXPECT_EQ(recordset.Bof(), after == 'B');
+            EXPECT_EQ(recordset.Field("ID").AsLong(), std::isdigit(after) ? after - '0' : 0);
+            EXPECT_EQ(recordset.LastError().IsOk(), std::isdigit(after) != 0);
         }
     }
 }
 
 TEST(Recordset, EmptyIsBothEofAndBofWhateverTheMove) {
     clsRecordset recordset({{"ID", "Rules"}}, {}, "", {}, {});
-    for (void (clsRecordset::*move)() : {&clsRecordset::MoveFirst, &clsRecordset::MoveLast,
-                                         &clsRecordset::MoveNext, &clsRecordset::MovePrevious}) {
+    for (const auto& [name, move] : kMoves) {
+        SCOPED_TRACE(name);
         (recordset.*move)();
-        EXPECT_TRUE(recordset.Eof());
-        EXPECT_TRUE(recordset.Bof());
+        EXPECT_TRUE(recordset.Eof() && recordset.Bof());
         EXPECT_TRUE(recordset.Field("ID").IsNull());
         EXPECT_FALSE(recordset.LastError().IsOk());
     }

@@ -2,19 +2,10 @@
 // types and the REGEDIT4 files it writes.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "foundation/RegistryTestSupport.h"
 #include "foundation/clsRegistry.h"
 
-namespace {
-
-using Strings = std::vector<std::string>;
-
-}  // namespace
-
-TEST_F(RegistryFixture, BothSpellingsOfEachRootAddressTheSameFile) {
+TEST_F(RegistryFixture, BothSpellingsOfEachRootAddressItsFileAndOtherNamesAreRefused) {
     struct Case {
         std::string_view Full, Short, File;
     };
@@ -28,15 +19,8 @@ TEST_F(RegistryFixture, BothSpellingsOfEachRootAddressTheSameFile) {
         SCOPED_TRACE(c.Full);
         ASSERT_TRUE(Registry.WriteString(c.Short, "Software\\Kesto", "Root", c.Short));
         EXPECT_EQ(Registry.ReadString(c.Full, "Software\\Kesto", "Root", "-"), c.Short);
-        ASSERT_TRUE(Registry.WriteDWORD(c.Full, "Software\\Kesto", "Number", 7));
-        EXPECT_EQ(Registry.ReadDWORD(c.Short, "Software\\Kesto", "Number", 0), 7U);
         EXPECT_TRUE(std::filesystem::exists(Folder.Path() / c.File));
     }
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(Folder.Path()), {}), 7 * 2)
-        << "one file and one lock file per root";
-}
-
-TEST_F(RegistryFixture, UnknownRootNamesAreRefused) {
     for (std::string_view root : {"HKU", "HKEY_USER", "HKCU\\Software", "", "HKEY_CURRENT_USERS"}) {
         SCOPED_TRACE(root);
         EXPECT_FALSE(Registry.WriteString(root, "Software", "a", "b"));
@@ -44,17 +28,17 @@ TEST_F(RegistryFixture, UnknownRootNamesAreRefused) {
         EXPECT_EQ(Registry.ReadString(root, "Software", "a", "default"), "default");
         EXPECT_FALSE(Registry.KeyExists(root, ""));
     }
-    EXPECT_TRUE(std::filesystem::is_empty(Folder.Path()));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(Folder.Path()), {}), 7 * 2)
+        << "one file and one lock file per known root, none for the others";
 }
 
 TEST_F(RegistryFixture, KeyAndValueNamesIgnoreCaseAndKeepTheirFirstSpelling) {
     ASSERT_TRUE(Registry.CreateKey("HKCU", "SOFTWARE\\KESTO\\Corvel"));
     ASSERT_TRUE(Registry.WriteString("HKCU", "software\\kesto\\corvel", "LogLevel", "9"));
-    for (std::string_view path : {"SOFTWARE\\KESTO\\Corvel", "software\\kesto\\CORVEL",
-                                  "\\Software\\Kesto\\Corvel\\", "Software\\\\Kesto\\Corvel"}) {
+    for (std::string_view path :
+         {"software\\kesto\\CORVEL", "\\Software\\Kesto\\Corvel\\", "Software\\\\Kesto\\Corvel"}) {
         SCOPED_TRACE(path);
-        EXPECT_TRUE(Registry.KeyExists("HKEY_CURRENT_USER", path));
-        EXPECT_EQ(Registry.ReadString("HKCU", path, "LOGLEVEL", ""), "9");
+        EXPECT_EQ(Registry.ReadString("HKEY_CURRENT_USER", path, "LOGLEVEL", ""), "9");
     }
     ASSERT_TRUE(Registry.WriteString("HKCU", "Software\\Kesto\\Corvel", "loglevel", "3"));
     EXPECT_EQ(Registry.EnumKeys("HKCU", "software"), Strings{"KESTO"});
@@ -65,29 +49,22 @@ TEST_F(RegistryFixture, KeyAndValueNamesIgnoreCaseAndKeepTheirFirstSpelling) {
     EXPECT_FALSE(Registry.KeyExists("HKCU", "Software\\\xC3\xA4"));
 }
 
-TEST_F(RegistryFixture, TheDefaultValueIsWrittenAsAtAndDiffersFromAValueNamedAt) {
-    ASSERT_TRUE(Registry.WriteString("HKCU", "K", "", "unnamed"));
-    ASSERT_TRUE(Registry.WriteString("HKCU", "K", "@", "named"));
-    EXPECT_EQ(Registry.ReadString("HKCU", "K", "", "-"), "unnamed");
-    EXPECT_EQ(Registry.ReadString("HKCU", "K", "@", "-"), "named");
-    EXPECT_EQ(Registry.EnumValues("HKCU", "K"), (Strings{"", "@"}));
-    EXPECT_EQ(ReadLines(UserFile()), (Strings{"REGEDIT4", "", "[HKEY_CURRENT_USER\\K]",
-                                              "@=\"unnamed\"", "\"@\"=\"named\"", ""}));
-    ASSERT_TRUE(Registry.KillValue("HKCU", "K", ""));
-    EXPECT_FALSE(Registry.ValueExists("HKCU", "K", ""));
-    EXPECT_TRUE(Registry.ValueExists("HKCU", "K", "@"));
-}
-
-TEST_F(RegistryFixture, TheFileIsREGEDIT4WithParentsFirstAndEveryKey) {
+TEST_F(RegistryFixture, TheFileIsREGEDIT4WithParentsFirstAndTheDefaultValueAsAt) {
     ASSERT_TRUE(Registry.WriteString("HKCU", "Software\\Kesto", "Path", "C:\\x \"q\"\nend"));
     ASSERT_TRUE(Registry.WriteDWORD("HKCU", "Software\\Kesto", "Count", 0xABCDEF10));
+    ASSERT_TRUE(Registry.WriteString("HKCU", "Software\\Kesto", "", "unnamed"));
+    ASSERT_TRUE(Registry.WriteString("HKCU", "Software\\Kesto", "@", "named"));
     ASSERT_TRUE(Registry.WriteBinary("HKCU", "Software\\Kesto\\Bin", "Data", "00 1F A0"));
     ASSERT_TRUE(Registry.CreateKey("HKCU", "Software\\Empty"));
     EXPECT_EQ(ReadLines(UserFile()),
               (Strings{"REGEDIT4", "", "[HKEY_CURRENT_USER\\Software]", "",
                        "[HKEY_CURRENT_USER\\Software\\Kesto]", R"("Path"="C:\\x \"q\"\nend")",
-                       "\"Count\"=dword:abcdef10", "", "[HKEY_CURRENT_USER\\Software\\Kesto\\Bin]",
-                       "\"Data\"=hex:00,1f,a0", "", "[HKEY_CURRENT_USER\\Software\\Empty]", ""}));
+                       "\"Count\"=dword:abcdef10", "@=\"unnamed\"", "\"@\"=\"named\"", "",
+                       "[HKEY_CURRENT_USER\\Software\\Kesto\\Bin]", "\"Data\"=hex:00,1f,a0", "",
+                       "[HKEY_CURRENT_USER\\Software\\Empty]", ""}));
+    EXPECT_EQ(Registry.ReadString("HKCU", "Software\\Kesto", "", "-"), "unnamed");
+    ASSERT_TRUE(Registry.KillValue("HKCU", "Software\\Kesto", ""));
+    EXPECT_EQ(Registry.ReadString("HKCU", "Software\\Kesto", "@", "-"), "named");
 }
 
 TEST_F(RegistryFixture, MissingValuesAndOtherTypesGiveTheDefault) {
@@ -119,10 +96,8 @@ TEST_F(RegistryFixture, KillKeyRemovesTheSubtreeAndEnumsKeepCreationOrder) {
     ASSERT_TRUE(Registry.WriteString("HKCU", "R\\A\\deep", "v", "x"));
     EXPECT_EQ(Registry.EnumKeys("HKCU", "R"), (Strings{"b", "A", "c"}));
     EXPECT_TRUE(Registry.HaveSubkey("HKCU", "R\\a"));
-    EXPECT_FALSE(Registry.HaveSubkey("HKCU", "R\\c"));
 
     ASSERT_TRUE(Registry.KillKey("HKCU", "r\\a"));
-    EXPECT_FALSE(Registry.KeyExists("HKCU", "R\\A\\deep"));
     EXPECT_EQ(Registry.ReadString("HKCU", "R\\A\\deep", "v", "gone"), "gone");
     ASSERT_TRUE(Registry.CreateKey("HKCU", "R\\a"));
     EXPECT_EQ(Registry.EnumKeys("HKCU", "R"), (Strings{"b", "c", "a"}));
@@ -143,17 +118,16 @@ TEST_F(RegistryFixture, AMissingFileReadsAsEmpty) {
     EXPECT_FALSE(std::filesystem::exists(UserFile())) << "a failed change wrote the file";
 }
 
-TEST_F(RegistryFixture, KeyOperationsThroughTheThinFace) {
+TEST_F(RegistryFixture, TheThinFaceReachesTheSameKeys) {
     clsRegistry keys(Registry);
     ASSERT_TRUE(keys.CreateKey("HKUS", ".DEFAULT\\Software\\Kesto"));
-    EXPECT_TRUE(keys.KeyExists("HKEY_USERS", ".default\\software"));
-    EXPECT_EQ(keys.EnumKeys("HKUS", ".DEFAULT"), Strings{"Software"});
+    EXPECT_EQ(keys.EnumKeys("HKEY_USERS", ".default"), Strings{"Software"});
     ASSERT_TRUE(keys.DeleteKey("HKUS", ".DEFAULT\\Software"));
-    EXPECT_FALSE(keys.KeyExists("HKUS", ".DEFAULT\\Software\\Kesto"));
-    EXPECT_TRUE(keys.KeyExists("HKUS", ".DEFAULT"));
+    EXPECT_FALSE(keys.KeyExists("HKUS", ".DEFAULT\\Software"));
+    EXPECT_TRUE(Registry.KeyExists("HKUS", ".DEFAULT"));
 }
 
-TEST(RegistryHexText, IsBinValidAcceptsOnlyUpperCasePairsSeparatedBySingleBlanks) {
+TEST_F(RegistryFixture, HexTextIsUpperCasePairsSeparatedBySingleBlanks) {
     struct Case {
         std::string_view Text;
         bool Valid;
@@ -166,19 +140,10 @@ TEST(RegistryHexText, IsBinValidAcceptsOnlyUpperCasePairsSeparatedBySingleBlanks
         SCOPED_TRACE(c.Text);
         EXPECT_EQ(clsRegistryAccess::isBinValid(c.Text), c.Valid);
         EXPECT_EQ(clsRegistryAccess::StrToBin(c.Text).empty(), !c.Valid || c.Text.empty());
-        if (c.Valid) {
-            EXPECT_EQ(clsRegistryAccess::BinToStr(clsRegistryAccess::StrToBin(c.Text)), c.Text);
-        }
-    }
-    const std::vector<std::uint8_t> bytes{0x00, 0x1F, 0xA0, 0xFF};
-    EXPECT_EQ(clsRegistryAccess::StrToBin(clsRegistryAccess::BinToStr(bytes)), bytes);
-}
-
-TEST_F(RegistryFixture, WriteBinaryRefusesInvalidHexText) {
-    for (std::string_view text : {"1f", "0", "00  01"}) {
-        SCOPED_TRACE(text);
-        EXPECT_FALSE(Registry.WriteBinary("HKCU", "K", "b", text));
-        EXPECT_EQ(Registry.LastError().GetCode(), clsStatus::Code::Invalid);
-        EXPECT_FALSE(Registry.ValueExists("HKCU", "K", "b"));
+        EXPECT_EQ(Registry.WriteBinary("HKCU", "K", "b", c.Text), c.Valid);
+        EXPECT_EQ(Registry.LastError().GetCode(),
+                  c.Valid ? clsStatus::Code::Ok : clsStatus::Code::Invalid);
+        EXPECT_EQ(Registry.ReadBinary("HKCU", "K", "b", "-"), c.Valid ? c.Text : "-");
+        EXPECT_EQ(Registry.KillValue("HKCU", "K", "b"), c.Valid);
     }
 }

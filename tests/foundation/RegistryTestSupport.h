@@ -5,10 +5,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/clsRegistryAccess.h"
 #include "support/TestSupport.h"
+
+using Strings = std::vector<std::string>;
 
 inline void WriteWholeFile(const std::filesystem::path& file, std::string_view text) {
     std::ofstream out(file, std::ios::binary);

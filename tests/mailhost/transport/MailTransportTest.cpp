@@ -12,14 +12,13 @@ Made Kind(const std::unique_ptr<clsMailTransport>& transport, const clsStatus& s
     if (!status.IsOk()) {
         return transport ? Made::Inconsistent : Made::Refused;
     }
-    if (!transport) {
-        return Made::Nothing;
-    }
     if (dynamic_cast<clsSmtpTransport*>(transport.get()) != nullptr) {
         return Made::Smtp;
     }
-    return dynamic_cast<clsSendmailTransport*>(transport.get()) != nullptr ? Made::Sendmail
-                                                                           : Made::Inconsistent;
+    if (dynamic_cast<clsSendmailTransport*>(transport.get()) != nullptr) {
+        return Made::Sendmail;
+    }
+    return transport ? Made::Inconsistent : Made::Nothing;
 }
 
 }  // namespace

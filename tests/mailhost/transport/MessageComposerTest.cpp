@@ -32,6 +32,10 @@ std::string Text(GMimeObject* part) {
     return result;
 }
 
+bool IsType(GMimeObject* part, const char* type, const char* subtype) {
+    return g_mime_content_type_is_type(g_mime_object_get_content_type(part), type, subtype);
+}
+
 std::string Addresses(GMimeMessage* message, GMimeAddressType type) {
     char* list = internet_address_list_to_string(g_mime_message_get_addresses(message, type),
                                                  nullptr, FALSE);
@@ -47,13 +51,6 @@ std::string HeaderBlock(const std::string& bytes) {
 bool HasHeaderLine(const std::string& bytes, const std::string& start) {
     const std::string headers = "\r\n" + HeaderBlock(bytes);
     return headers.find("\r\n" + start) != std::string::npos;
-}
-
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return text;
 }
 
 bool EveryLineEndsInCrlf(const std::string& bytes) {
@@ -81,13 +78,10 @@ clsOutgoingMessage Message(std::string subject, std::string body) {
 }
 
 // The message/rfc822 part's content: from after its header block to the CRLF that belongs to
-// the closing boundary.
+// the closing boundary, the last one.
 std::string AttachedMessage(const std::string& bytes) {
-    const size_t boundaryAt = bytes.find("boundary=\"") + 10;
-    const std::string boundary = bytes.substr(boundaryAt, bytes.find('"', boundaryAt) - boundaryAt);
-    const size_t part = bytes.find("Content-Type: message/rfc822");
-    const size_t start = bytes.find("\r\n\r\n", part) + 4;
-    return bytes.substr(start, bytes.find("\r\n--" + boundary, start) - start);
+    const size_t start = bytes.find("\r\n\r\n", bytes.find("Content-Type: message/rfc822")) + 4;
+    return bytes.substr(start, bytes.rfind("\r\n--") - start);
 }
 
 }  // namespace
@@ -109,12 +103,11 @@ TEST(MessageComposerCompose, EncodesNonAsciiHeadersAndBodiesAndWritesCrlfOnly) {
 
         EXPECT_TRUE(EveryLineEndsInCrlf(composed));
         EXPECT_TRUE(IsSevenBit(composed));
-        EXPECT_EQ(HasHeaderLine(Lower(composed), "subject: =?utf-8?"), !IsSevenBit(c.Subject))
-            << HeaderBlock(composed);
         EXPECT_TRUE(HasHeaderLine(composed, "MIME-Version: 1.0"));
         const clsOwned<GMimeMessage> parsed = Parse(composed);
         ASSERT_TRUE(parsed);
         EXPECT_EQ(g_mime_message_get_subject(parsed.get()), c.Subject);
+        EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_FROM), "Jörg <joerg@example.org>");
         GMimeObject* body = g_mime_message_get_mime_part(parsed.get());
         ASSERT_TRUE(GMIME_IS_TEXT_PART(body));
         std::string expectedBody = c.Body;
@@ -126,25 +119,6 @@ TEST(MessageComposerCompose, EncodesNonAsciiHeadersAndBodiesAndWritesCrlfOnly) {
     }
 }
 
-TEST(MessageComposerCompose, WritesToAndCcButNeverBcc) {
-    clsOutgoingMessage message = Message("x", "x");
-    message.Recipients = {{"Ann, A.", "ann@example.org", RecipientKind::To},
-                          {"", "bea@example.org", RecipientKind::Cc},
-                          {"Secret", "hidden@example.org", RecipientKind::Bcc},
-                          {"Zoë", "zoe@example.org", RecipientKind::To}};
-
-    const std::string composed = clsMessageComposer::Compose(message);
-
-    const clsOwned<GMimeMessage> parsed = Parse(composed);
-    ASSERT_TRUE(parsed);
-    EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_TO),
-              "\"Ann, A.\" <ann@example.org>, Zoë <zoe@example.org>");
-    EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_CC), "bea@example.org");
-    EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_FROM), "Jörg <joerg@example.org>");
-    EXPECT_EQ(composed.find("hidden@example.org"), std::string::npos);
-    EXPECT_EQ(composed.find("Secret"), std::string::npos);
-}
-
 TEST(MessageComposerCompose, HtmlBodyMakesMultipartAlternativeWithThePlainTextFirst) {
     clsOutgoingMessage message = Message("x", "Grüße\n");
     message.HTMLBody = "<p>Grüße</p>\n";
@@ -153,18 +127,13 @@ TEST(MessageComposerCompose, HtmlBodyMakesMultipartAlternativeWithThePlainTextFi
 
     ASSERT_TRUE(parsed);
     GMimeObject* top = g_mime_message_get_mime_part(parsed.get());
-    ASSERT_TRUE(GMIME_IS_MULTIPART(top));
-    EXPECT_TRUE(g_mime_content_type_is_type(g_mime_object_get_content_type(top), "multipart",
-                                            "alternative"));
+    ASSERT_TRUE(IsType(top, "multipart", "alternative"));
     auto* alternative = reinterpret_cast<GMimeMultipart*>(top);
     ASSERT_EQ(g_mime_multipart_get_count(alternative), 2);
-    GMimeObject* plain = g_mime_multipart_get_part(alternative, 0);
-    GMimeObject* html = g_mime_multipart_get_part(alternative, 1);
-    EXPECT_TRUE(
-        g_mime_content_type_is_type(g_mime_object_get_content_type(plain), "text", "plain"));
-    EXPECT_TRUE(g_mime_content_type_is_type(g_mime_object_get_content_type(html), "text", "html"));
-    EXPECT_EQ(Text(plain), "Grüße\n");
-    EXPECT_EQ(Text(html), "<p>Grüße</p>\n");
+    EXPECT_TRUE(IsType(g_mime_multipart_get_part(alternative, 0), "text", "plain"));
+    EXPECT_TRUE(IsType(g_mime_multipart_get_part(alternative, 1), "text", "html"));
+    EXPECT_EQ(Text(g_mime_multipart_get_part(alternative, 0)), "Grüße\n");
+    EXPECT_EQ(Text(g_mime_multipart_get_part(alternative, 1)), "<p>Grüße</p>\n");
 }
 
 TEST(MessageComposerCompose, MessageIdTakesTheFromDomainWhenItIsOne) {
@@ -198,31 +167,30 @@ TEST(MessageComposerCompose, MessageIdTakesTheFromDomainWhenItIsOne) {
 TEST(MessageComposerCompose, ImportanceIsWrittenOnlyWhenNotNormal) {
     struct Case {
         Importance Level;
-        const char* ImportanceLine;
+        const char* ImportanceLine;  // for Normal: the names that must not be there
         const char* PriorityLine;
     };
-    for (const Case& c : {Case{Importance::High, "Importance: high", "X-Priority: 1"},
-                          Case{Importance::Low, "Importance: low", "X-Priority: 5"},
-                          Case{Importance::Normal, nullptr, nullptr}}) {
+    for (const Case& c : {Case{Importance::High, "Importance: high\r\n", "X-Priority: 1\r\n"},
+                          Case{Importance::Low, "Importance: low\r\n", "X-Priority: 5\r\n"},
+                          Case{Importance::Normal, "Importance:", "X-Priority:"}}) {
         SCOPED_TRACE(static_cast<int>(c.Level));
         clsOutgoingMessage message = Message("x", "x");
         message.ItemImportance = c.Level;
 
         const std::string composed = clsMessageComposer::Compose(message);
 
-        if (c.ImportanceLine != nullptr) {
-            EXPECT_TRUE(HasHeaderLine(composed, std::string(c.ImportanceLine) + "\r\n"));
-            EXPECT_TRUE(HasHeaderLine(composed, std::string(c.PriorityLine) + "\r\n"));
-        } else {
-            EXPECT_FALSE(HasHeaderLine(composed, "Importance:"));
-            EXPECT_FALSE(HasHeaderLine(composed, "X-Priority:"));
-        }
+        EXPECT_EQ(HasHeaderLine(composed, c.ImportanceLine), c.Level != Importance::Normal);
+        EXPECT_EQ(HasHeaderLine(composed, c.PriorityLine), c.Level != Importance::Normal);
     }
 }
 
-TEST(MessageComposerCompose, LineBreaksInHeaderTextsCannotAddHeaders) {
+TEST(MessageComposerCompose, HeadersHoldToAndCcButNeitherBccNorInjectedLines) {
     clsOutgoingMessage message = Message("Hi\r\nBcc: evil@example.net", "x");
     message.From.Name = "Jörg\nX-Evil: 1";
+    message.Recipients = {{"Ann, A.", "ann@example.org", RecipientKind::To},
+                          {"", "bea@example.org", RecipientKind::Cc},
+                          {"Secret", "hidden@example.org", RecipientKind::Bcc},
+                          {"Zoë", "zoe@example.org", RecipientKind::To}};
     message.ExtraHeaders = {{"X-Auto-Response-Suppress", "All"},
                             {"X-Folded", "one\r\nX-Evil: 2"},
                             {"Bad Name", "dropped"},
@@ -235,7 +203,14 @@ TEST(MessageComposerCompose, LineBreaksInHeaderTextsCannotAddHeaders) {
     EXPECT_FALSE(HasHeaderLine(composed, "X-Evil:"));
     EXPECT_TRUE(HasHeaderLine(composed, "X-Auto-Response-Suppress: All\r\n"));
     EXPECT_TRUE(HasHeaderLine(composed, "X-Folded: one  X-Evil: 2\r\n")) << HeaderBlock(composed);
-    EXPECT_EQ(composed.find("dropped"), std::string::npos);
+    for (const char* absent : {"dropped", "hidden@example.org", "Secret"}) {
+        EXPECT_EQ(composed.find(absent), std::string::npos) << absent;
+    }
+    const clsOwned<GMimeMessage> parsed = Parse(composed);
+    ASSERT_TRUE(parsed);
+    EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_TO),
+              "\"Ann, A.\" <ann@example.org>, Zoë <zoe@example.org>");
+    EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_CC), "bea@example.org");
 }
 
 TEST(MessageComposerForward, SubjectGetsOneFwPrefix) {
@@ -245,18 +220,16 @@ TEST(MessageComposerForward, SubjectGetsOneFwPrefix) {
     };
     for (const Case& c :
          {Case{"Hello", "Fw: Hello"}, Case{"Fw: Hello", "Fw: Hello"},
-          Case{"FW: Hello", "FW: Hello"}, Case{"  fw:Hello", "fw:Hello"},
-          Case{"Re: Fw: x", "Fw: Re: Fw: x"}, Case{"=?utf-8?q?Gr=C3=BC=C3=9Fe?=", "Fw: Grüße"},
+          Case{"  fw:Hello", "fw:Hello"}, Case{"Re: Fw: x", "Fw: Re: Fw: x"},
+          Case{"=?utf-8?q?Gr=C3=BC=C3=9Fe?=", "Fw: Grüße"},
           Case{"=?utf-8?q?FW=3A_Gr=C3=BC=C3=9Fe?=", "FW: Grüße"}, Case{nullptr, "Fw:"}}) {
         SCOPED_TRACE(c.Expected);
-        const std::string original =
-            std::string("From: carl@example.net\r\n") +
-            (c.SubjectHeader != nullptr ? std::string("Subject: ") + c.SubjectHeader + "\r\n"
-                                        : "") +
-            "\r\nbody\r\n";
+        const std::string subject =
+            c.SubjectHeader != nullptr ? std::string("Subject: ") + c.SubjectHeader + "\r\n" : "";
 
         const clsOwned<GMimeMessage> parsed = Parse(clsMessageComposer::Forward(
-            original, {"", "joerg@example.org"}, {{"", "ann@example.org"}}, "note"));
+            "From: carl@example.net\r\n" + subject + "\r\nbody\r\n", {"", "joerg@example.org"},
+            {{"", "ann@example.org"}}, "note"));
 
         ASSERT_TRUE(parsed);
         EXPECT_EQ(g_mime_message_get_subject(parsed.get()), std::string(c.Expected));
@@ -269,24 +242,18 @@ TEST(MessageComposerForward, AttachesTheOriginalWholeWithCrlfLineEnds) {
         std::string Original, Attached;
     };
     const std::string crlf = "From: carl@example.net\r\nSubject: hi\r\n\r\nline1\r\nline2\r\n";
-    for (
-        const Case& c : {
-            Case{"CRLF", crlf, crlf},
-            Case{"LF", "From: carl@example.net\nSubject: hi\n\nline1\nline2\n", crlf},
-            Case{"bare CR", "From: carl@example.net\rSubject: hi\r\n\r\nline1\rline2\r\n", crlf},
-            Case{"no final line end", crlf.substr(0, crlf.size() - 2),
-                 crlf.substr(0, crlf.size() - 2)},
-            Case{
-                "8-bit and an epilogue",
-                "From: carl@example.net\r\nContent-Type: multipart/mixed; "
-                "boundary=XX\r\n\r\n--XX\r\n"
-                "Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
-                "Grüße\r\n--XX--\r\n\r\nepilogue\r\n\r\n",
-                "From: carl@example.net\r\nContent-Type: multipart/mixed; "
-                "boundary=XX\r\n\r\n--XX\r\n"
-                "Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
-                "Grüße\r\n--XX--\r\n\r\nepilogue\r\n\r\n"},
-        }) {
+    const std::string cut = crlf.substr(0, crlf.size() - 2);
+    const std::string eightBit =
+        "From: carl@example.net\r\nContent-Type: multipart/mixed; boundary=XX\r\n\r\n--XX\r\n"
+        "Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
+        "Grüße\r\n--XX--\r\n\r\nepilogue\r\n\r\n";
+    for (const Case& c : {
+             Case{"CRLF", crlf, crlf},
+             Case{"LF", "From: carl@example.net\nSubject: hi\n\nline1\nline2\n", crlf},
+             Case{"bare CR", "From: carl@example.net\rSubject: hi\r\n\r\nline1\rline2\r\n", crlf},
+             Case{"no final line end", cut, cut},
+             Case{"8-bit and an epilogue", eightBit, eightBit},
+         }) {
         SCOPED_TRACE(c.Name);
         const std::string forward =
             clsMessageComposer::Forward(c.Original, {"Jörg", "joerg@example.org"},

@@ -3,16 +3,13 @@
 // the aiosmtpd receiver of tests/peers/smtp_receiver.py run as a child process (killed when the
 // object goes), and a listening socket that never answers.
 
-#include <fcntl.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -58,31 +55,34 @@ public:
         std::vector<std::string> Rejected;  // recipients refused with 550
     };
 
+    // The shell prints its own pid, which exec hands on to the receiver; the receiver then
+    // prints its port.
     explicit clsSmtpReceiverPeer(const clsOptions& options) {
         const clsTestCertificate& certificate = clsTestCertificate::Shared();
-        std::vector<std::string> argv = {
-            "/usr/bin/python3",
-            std::string(CORVEL_FIXTURES) + "/../peers/smtp_receiver.py",
-            "--folder",
-            mFolder.Path().string(),
-            "--tls",
-            options.Tls,
-            "--cert",
-            certificate.Certificate.string(),
-            "--key",
-            certificate.Key.string()};
+        std::string command = "echo $$; exec /usr/bin/python3 " +
+                              Quoted(CORVEL_FIXTURES "/../peers/smtp_receiver.py") + " --folder " +
+                              Quoted(mFolder.Path()) + " --tls " + Quoted(options.Tls) +
+                              " --cert " + Quoted(certificate.Certificate) + " --key " +
+                              Quoted(certificate.Key);
         if (!options.User.empty()) {
-            argv.insert(argv.end(), {"--user", options.User, "--password", options.Password});
+            command +=
+                " --user " + Quoted(options.User) + " --password " + Quoted(options.Password);
         }
         for (const std::string& rejected : options.Rejected) {
-            argv.insert(argv.end(), {"--reject", rejected});
+            command += " --reject " + Quoted(rejected);
         }
-        Start(argv);
+        mOutput =
+            ::popen((command + " 2>" + Quoted(mFolder.Path() / "receiver.log")).c_str(), "re");
+        if (mOutput == nullptr || std::fscanf(mOutput, "%d %d", &mPid, &mPort) != 2) {
+            mPort = 0;
+        }
     }
     ~clsSmtpReceiverPeer() {
         if (mPid > 0) {
             ::kill(mPid, SIGKILL);
-            ::waitpid(mPid, nullptr, 0);
+        }
+        if (mOutput != nullptr) {
+            ::pclose(mOutput);
         }
     }
     clsSmtpReceiverPeer(const clsSmtpReceiverPeer&) = delete;
@@ -98,60 +98,22 @@ public:
     std::vector<clsReceivedMessage> Received() const {
         std::vector<clsReceivedMessage> messages;
         for (int number = 1;; ++number) {
-            const std::filesystem::path base = mFolder.Path() / std::to_string(number);
-            if (!std::filesystem::exists(base.string() + ".eml")) {
+            const std::string base = (mFolder.Path() / std::to_string(number)).string();
+            if (!std::filesystem::exists(base + ".eml")) {
                 return messages;
             }
-            messages.push_back(
-                {ReadWholeFile(base.string() + ".eml"), ReadLines(base.string() + ".envelope")});
+            messages.push_back({ReadWholeFile(base + ".eml"), ReadLines(base + ".envelope")});
         }
     }
 
 private:
-    void Start(const std::vector<std::string>& argv) {
-        int output[2];
-        if (::pipe2(output, O_CLOEXEC) != 0) {
-            return;
-        }
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-        const std::string log = (mFolder.Path() / "receiver.log").string();
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        std::vector<char*> arguments;
-        for (const std::string& argument : argv) {
-            arguments.push_back(const_cast<char*>(argument.c_str()));
-        }
-        arguments.push_back(nullptr);
-        if (posix_spawn(&mPid, argv[0].c_str(), &actions, nullptr, arguments.data(), environ) !=
-            0) {
-            mPid = 0;
-        }
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(output[1]);
-        mPort = ReadPort(output[0]);
-        ::close(output[0]);
-    }
-
-    // The first line the receiver prints, within 15 s.
-    static int ReadPort(int fd) {
-        std::string line;
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
-        while (line.find('\n') == std::string::npos &&
-               std::chrono::steady_clock::now() < deadline) {
-            pollfd watched{fd, POLLIN, 0};
-            char buffer[64];
-            ssize_t got = 0;
-            if (::poll(&watched, 1, 100) > 0 && (got = ::read(fd, buffer, sizeof buffer)) <= 0) {
-                break;
-            }
-            line.append(buffer, static_cast<size_t>(std::max<ssize_t>(got, 0)));
-        }
-        return line.find('\n') == std::string::npos ? 0 : std::stoi(line);
+    // Our own paths and test values hold no single quote.
+    static std::string Quoted(const std::filesystem::path& text) {
+        return "'" + text.string() + "'";
     }
 
     clsTempFolder mFolder;
+    FILE* mOutput = nullptr;
     pid_t mPid = 0;
     int mPort = 0;
 };
