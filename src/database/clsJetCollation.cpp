@@ -3,11 +3,9 @@
 #include <array>
 #include <cstdint>
 
-namespace {
+#include "foundation/clsUtf8.h"
 
-// A byte that starts no valid sequence becomes U+DC00 + byte: a surrogate, which valid UTF-8
-// never decodes to, so it cannot compare equal to a real character.
-constexpr char32_t kInvalidByteBase = 0xDC00;
+namespace {
 
 struct FoldRange {
     enum class Kind { Offset, EvenUpper, OddUpper };
@@ -68,43 +66,6 @@ char32_t ApplyRange(const FoldRange& range, char32_t character) {
 
 }  // namespace
 
-char32_t clsJetCollation::NextCharacter(std::string_view text, std::size_t& pos) {
-    const auto lead = static_cast<unsigned char>(text[pos]);
-    if (lead < 0x80) {
-        ++pos;
-        return lead;
-    }
-    std::size_t length = 0;
-    char32_t value = 0;
-    char32_t smallest = 0;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        length = 2;
-        value = lead & 0x1Fu;
-        smallest = 0x80;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        length = 3;
-        value = lead & 0x0Fu;
-        smallest = 0x800;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        length = 4;
-        value = lead & 0x07u;
-        smallest = 0x10000;
-    }
-    bool valid = length != 0 && pos + length <= text.size();
-    for (std::size_t i = 1; valid && i < length; ++i) {
-        const auto next = static_cast<unsigned char>(text[pos + i]);
-        valid = (next & 0xC0u) == 0x80u;
-        value = (value << 6) | (next & 0x3Fu);
-    }
-    // Overlong forms and encoded surrogates are invalid: each must have exactly one reading.
-    if (!valid || value < smallest || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) {
-        ++pos;
-        return kInvalidByteBase + lead;
-    }
-    pos += length;
-    return value;
-}
-
 char32_t clsJetCollation::Fold(char32_t character) {
     if (character < 0x80) {
         return (character >= 'A' && character <= 'Z') ? character + 0x20 : character;
@@ -124,8 +85,8 @@ int clsJetCollation::Compare(std::string_view a, std::string_view b) {
     std::size_t posA = 0;
     std::size_t posB = 0;
     while (posA < a.size() && posB < b.size()) {
-        const char32_t foldedA = Fold(NextCharacter(a, posA));
-        const char32_t foldedB = Fold(NextCharacter(b, posB));
+        const char32_t foldedA = Fold(clsUtf8::Next(a, posA));
+        const char32_t foldedB = Fold(clsUtf8::Next(b, posB));
         if (foldedA != foldedB) {
             return foldedA < foldedB ? -1 : 1;
         }
@@ -139,7 +100,7 @@ int clsJetCollation::Compare(std::string_view a, std::string_view b) {
 std::size_t clsJetCollation::PrefixBytes(std::string_view text, std::size_t characters) {
     std::size_t pos = 0;
     for (std::size_t count = 0; count < characters && pos < text.size(); ++count) {
-        NextCharacter(text, pos);
+        clsUtf8::Next(text, pos);
     }
     return pos;
 }

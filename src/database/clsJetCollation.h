@@ -1,9 +1,9 @@
 #pragma once
 // clsJetCollation: Jet's text comparison, which ignores case beyond ASCII. Backs the NOCASE
 // collation and the LIKE function of every clsDbConnection, and the field-name lookup of
-// clsRecordset. Texts are read as UTF-8; a byte that does not start a valid UTF-8 sequence is a
-// character of its own (mapped to U+DC80..U+DCFF, code points valid UTF-8 never yields), so any
-// byte string compares without failing. Pure functions: any thread, never throw.
+// clsRecordset. Texts are read as UTF-8 with clsUtf8, where a byte that starts no valid sequence is
+// a character of its own, so any byte string compares without failing. Pure functions: any thread,
+// never throw.
 //
 // ASCII orders exactly as SQLite's built-in NOCASE (A-Z folded to a-z, then byte order), so an
 // index built by the sqlite3 shell stays valid for ASCII keys.
@@ -13,8 +13,6 @@
 
 class clsJetCollation {
 public:
-    // Reads the character at pos and moves pos past it; pos must be < text.size().
-    static char32_t NextCharacter(std::string_view text, std::size_t& pos);
     // The lower-case form used for comparison: ASCII, Latin-1 Supplement, Latin Extended-A and
     // Additional, Greek and Cyrillic; other characters are their own fold.
     static char32_t Fold(char32_t character);

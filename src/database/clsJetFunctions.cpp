@@ -8,6 +8,7 @@
 
 #include "database/clsJetCollation.h"
 #include "database/clsJetLike.h"
+#include "foundation/clsUtf8.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ std::optional<char32_t> SingleCharacter(std::string_view text) {
         return std::nullopt;
     }
     std::size_t pos = 0;
-    const char32_t character = clsJetCollation::NextCharacter(text, pos);
+    const char32_t character = clsUtf8::Next(text, pos);
     return pos == text.size() ? std::optional<char32_t>(character) : std::nullopt;
 }
 

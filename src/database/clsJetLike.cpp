@@ -1,14 +1,15 @@
 #include "database/clsJetLike.h"
 
 #include "database/clsJetCollation.h"
+#include "foundation/clsUtf8.h"
 
 clsJetLike::clsJetLike(std::string_view pattern, std::optional<char32_t> escape) {
     std::size_t pos = 0;
     while (pos < pattern.size()) {
         const std::size_t start = pos;
-        const char32_t character = clsJetCollation::NextCharacter(pattern, pos);
+        const char32_t character = clsUtf8::Next(pattern, pos);
         if (escape && character == *escape && pos < pattern.size()) {
-            AddLiteral(clsJetCollation::NextCharacter(pattern, pos));
+            AddLiteral(clsUtf8::Next(pattern, pos));
         } else if (character == '*' || character == '%') {
             if (mElements.empty() || mElements.back().What != Kind::AnyRun) {
                 mElements.push_back({Kind::AnyRun, 0, 0});  // a run of them means one
@@ -21,7 +22,7 @@ clsJetLike::clsJetLike(std::string_view pattern, std::optional<char32_t> escape)
             AddLiteral(character);
         } else if (pos = start; !ReadSet(pattern, pos)) {
             while (pos < pattern.size()) {  // an unterminated set: the rest is literal
-                AddLiteral(clsJetCollation::NextCharacter(pattern, pos));
+                AddLiteral(clsUtf8::Next(pattern, pos));
             }
         }
     }
@@ -44,11 +45,11 @@ bool clsJetLike::ReadSet(std::string_view pattern, std::size_t& pos) {
         return false;
     }
     while (at < close) {
-        const char32_t first = clsJetCollation::NextCharacter(pattern, at);
+        const char32_t first = clsUtf8::Next(pattern, at);
         char32_t last = first;
         if (at + 1 < close && pattern[at] == '-') {
             ++at;
-            last = clsJetCollation::NextCharacter(pattern, at);
+            last = clsUtf8::Next(pattern, at);
         }
         set.Ranges.emplace_back(first, last);
     }
@@ -101,7 +102,7 @@ bool clsJetLike::Matches(std::string_view text) const {
         }
         std::size_t next = pos;
         if (element < mElements.size() &&
-            MatchesOne(mElements[element], clsJetCollation::NextCharacter(text, next))) {
+            MatchesOne(mElements[element], clsUtf8::Next(text, next))) {
             ++element;
             pos = next;
             continue;
@@ -109,7 +110,7 @@ bool clsJetLike::Matches(std::string_view text) const {
         if (resumeElement == kNone) {
             return false;
         }
-        clsJetCollation::NextCharacter(text, resumePos);
+        clsUtf8::Next(text, resumePos);
         pos = resumePos;
         element = resumeElement;
     }

@@ -5,6 +5,7 @@
 #include "database/clsJetCollation.h"
 #include "database/clsSchemaBuilder.h"
 #include "foundation/CommonHelpers.h"
+#include "foundation/clsUtf8.h"
 
 namespace {
 
@@ -133,7 +134,7 @@ std::string_view LastPart(std::string_view path) {
 size_t CharacterCount(std::string_view text) {
     size_t count = 0;
     for (size_t pos = 0; pos < text.size(); ++count) {
-        clsJetCollation::NextCharacter(text, pos);
+        clsUtf8::Next(text, pos);
     }
     return count;
 }

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "foundation/clsUtf8.h"
+
 namespace {
 
 constexpr std::string_view kBase64 =
@@ -17,46 +19,13 @@ constexpr std::string_view kBase64 =
 // UTF-8 -> code points; nothing for invalid UTF-8.
 std::optional<std::vector<char32_t>> DecodeUtf8(std::string_view text) {
     std::vector<char32_t> points;
-    for (size_t i = 0; i < text.size();) {
-        const auto lead = static_cast<unsigned char>(text[i]);
-        const int length = lead < 0x80         ? 1
-                           : (lead >> 5) == 6  ? 2
-                           : (lead >> 4) == 14 ? 3
-                           : (lead >> 3) == 30 ? 4
-                                               : 0;
-        if (length == 0 || i + static_cast<size_t>(length) > text.size()) {
+    for (size_t pos = 0; pos < text.size();) {
+        points.push_back(clsUtf8::Next(text, pos));
+        if (clsUtf8::IsInvalidByte(points.back())) {
             return std::nullopt;
         }
-        char32_t point = length == 1 ? lead : lead & (0x7FU >> length);
-        for (int k = 1; k < length; ++k) {
-            const auto next = static_cast<unsigned char>(text[i + static_cast<size_t>(k)]);
-            if ((next & 0xC0) != 0x80) {
-                return std::nullopt;
-            }
-            point = (point << 6) | (next & 0x3FU);
-        }
-        points.push_back(point);
-        i += static_cast<size_t>(length);
     }
     return points;
-}
-
-void AppendUtf8(std::string& out, char32_t point) {
-    if (point < 0x80) {
-        out += static_cast<char>(point);
-    } else if (point < 0x800) {
-        out += static_cast<char>(0xC0 | (point >> 6));
-        out += static_cast<char>(0x80 | (point & 0x3F));
-    } else if (point < 0x10000) {
-        out += static_cast<char>(0xE0 | (point >> 12));
-        out += static_cast<char>(0x80 | ((point >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (point & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (point >> 18));
-        out += static_cast<char>(0x80 | ((point >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((point >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (point & 0x3F));
-    }
 }
 
 // A run of non-ASCII code points as "&" + base64 of their UTF-16BE + "-".
@@ -114,7 +83,7 @@ std::optional<std::string> DecodeShifted(std::string_view encoded) {
         if (point >= 0xD800 && point < 0xDC00 && i + 1 < units.size()) {
             point = 0x10000 + ((point - 0xD800) << 10) + (units[++i] - 0xDC00U);
         }
-        AppendUtf8(out, point);
+        clsUtf8::Append(out, point);
     }
     return out;
 }

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdint>
 
+#include "foundation/clsUtf8.h"
+
 namespace {
 
 // windows-1252's bytes 0x80-0x9F; the rest of the code page is ISO-8859-1.
@@ -16,53 +18,6 @@ constexpr std::array<char16_t, 32> kWindows1252High = {
     0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
-
-void AppendUtf8(std::string& out, char32_t code) {
-    if (code < 0x80) {
-        out += static_cast<char>(code);
-    } else if (code < 0x800) {
-        out += static_cast<char>(0xC0 | (code >> 6));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    } else {
-        out += static_cast<char>(0xE0 | (code >> 12));
-        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    }
-}
-
-// Length of the valid UTF-8 sequence at pos, 0 when there is none (overlong forms, surrogates
-// and values above U+10FFFF are invalid).
-std::size_t Utf8SequenceLength(std::string_view bytes, std::size_t pos) {
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(bytes[at]); };
-    const unsigned char lead = byte(pos);
-    if (lead < 0x80) {
-        return 1;
-    }
-    std::size_t length = 0;
-    unsigned char low = 0x80, high = 0xBF;  // the allowed range of the second byte
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        length = 2;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        length = 3;
-        low = lead == 0xE0 ? 0xA0 : 0x80;
-        high = lead == 0xED ? 0x9F : 0xBF;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        length = 4;
-        low = lead == 0xF0 ? 0x90 : 0x80;
-        high = lead == 0xF4 ? 0x8F : 0xBF;
-    } else {
-        return 0;
-    }
-    if (pos + length > bytes.size() || byte(pos + 1) < low || byte(pos + 1) > high) {
-        return 0;
-    }
-    for (std::size_t at = pos + 2; at < pos + length; ++at) {
-        if (byte(at) < 0x80 || byte(at) > 0xBF) {
-            return 0;
-        }
-    }
-    return length;
-}
 
 std::string LowerAscii(std::string_view text) {
     std::string lower(text);
@@ -87,23 +42,14 @@ bool IsLatin1(const std::string& charset) {
 
 }  // namespace
 
-bool clsCharsetText::IsValidUtf8(std::string_view bytes) {
-    for (std::size_t pos = 0; pos < bytes.size();) {
-        const std::size_t length = Utf8SequenceLength(bytes, pos);
-        if (length == 0) {
-            return false;
-        }
-        pos += length;
-    }
-    return true;
-}
+bool clsCharsetText::IsValidUtf8(std::string_view bytes) { return clsUtf8::IsValid(bytes); }
 
 std::string clsCharsetText::FromWindows1252(std::string_view bytes) {
     std::string utf8;
     utf8.reserve(bytes.size() + bytes.size() / 4);
     for (const char c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
-        AppendUtf8(utf8, byte >= 0x80 && byte < 0xA0 ? kWindows1252High[byte - 0x80] : byte);
+        clsUtf8::Append(utf8, byte >= 0x80 && byte < 0xA0 ? kWindows1252High[byte - 0x80] : byte);
     }
     return utf8;
 }
