@@ -19,7 +19,7 @@ clsCommandContext::clsCommandContext(const clsGlobalOptions& options, std::ostre
 clsCommandContext::~clsCommandContext() {
     // In reverse order of use: the cache walks the namespace, everything writes to the log.
     mFolderCache.reset();
-    mMail.reset();
+    mApplication.reset();
     mDatabase.reset();
 }
 
@@ -74,7 +74,7 @@ int clsCommandContext::Fail(std::string_view message) {
 }
 
 bool clsCommandContext::OpenMail() {
-    if (mMail) {
+    if (mApplication) {
         return true;
     }
     if (!OpenDatabase()) {
@@ -86,13 +86,13 @@ bool clsCommandContext::OpenMail() {
         return false;
     }
     clsStatus status = clsStatus::Ok();
-    mMail = clsMailProfiles::OpenProfile(*profile, *mLog, status);
-    if (!mMail) {
+    mApplication = clsMailProfiles::OpenProfile(*profile, *mLog, status);
+    if (!mApplication) {
         Fail("cannot open the mail of profile '" + profile->Name + "': " + status.Description() +
              "; `corvel profile show " + profile->Name + "` shows its settings");
         return false;
     }
-    mFolderCache = std::make_unique<clsFolderCache>(*mLog, *mUi, *mMail);
+    mFolderCache = std::make_unique<clsFolderCache>(*mLog, *mUi, Mail());
     if (!mFolderCache->OpenDatabase(mDataFolder / kDatabaseName)) {
         Fail("cannot open the folder cache in " + (mDataFolder / kDatabaseName).string());
         return false;

@@ -45,7 +45,7 @@ public:
     std::optional<clsMailFolder> FindFolder(std::string_view pathOrName);
 
     classRulesDatabase& Database() { return *mDatabase; }
-    clsMailNamespace& Mail() { return *mMail; }
+    clsMailNamespace& Mail() { return *mApplication->GetNamespace("MAPI"); }
     clsFolderCache& FolderCache() { return *mFolderCache; }
     clsMailProfiles& Profiles() { return mProfiles; }
     clsRegistryAccess& Registry() { return mRegistry; }
@@ -73,6 +73,6 @@ private:
     std::string mProfileName;
     clsMailProfiles mProfiles;
     std::unique_ptr<classRulesDatabase> mDatabase;
-    std::unique_ptr<clsMailNamespace> mMail;
+    std::unique_ptr<clsMailApplication> mApplication;
     std::unique_ptr<clsFolderCache> mFolderCache;
 };

@@ -101,8 +101,9 @@ std::optional<clsMailProfile> clsMailProfiles::Resolve(std::string_view name,
     return first;
 }
 
-std::unique_ptr<clsMailNamespace> clsMailProfiles::OpenProfile(const clsMailProfile& profile,
-                                                               clsLogFile& log, clsStatus& status) {
+std::unique_ptr<clsMailApplication> clsMailProfiles::OpenProfile(const clsMailProfile& profile,
+                                                                 clsLogFile& log,
+                                                                 clsStatus& status) {
     auto store = clsMaildirStore::Open(profile.Maildir, profile.StoreName, true, status);
     if (!store) {
         return nullptr;
@@ -117,5 +118,5 @@ std::unique_ptr<clsMailNamespace> clsMailProfiles::OpenProfile(const clsMailProf
     from.Name = profile.FromName;
     from.Address = profile.Addresses.empty() ? std::string() : profile.Addresses.front();
     mapi->SetTransport(std::move(transport), std::move(from));
-    return mapi;
+    return std::make_unique<clsMailApplication>(std::move(mapi));
 }

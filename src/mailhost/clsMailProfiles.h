@@ -13,6 +13,7 @@
 
 #include "foundation/clsLogFile.h"
 #include "foundation/clsSettings.h"
+#include "mailhost/clsMailApplication.h"
 #include "mailhost/clsMailNamespace.h"
 #include "mailhost/transport/clsMailTransport.h"
 
@@ -44,8 +45,8 @@ public:
                                           const std::filesystem::path& dataFolder);
 
     // Opens the profile's store (making a Maildir that is missing) and transport.
-    static std::unique_ptr<clsMailNamespace> OpenProfile(const clsMailProfile& profile,
-                                                         clsLogFile& log, clsStatus& status);
+    static std::unique_ptr<clsMailApplication> OpenProfile(const clsMailProfile& profile,
+                                                           clsLogFile& log, clsStatus& status);
 
 private:
     std::string Section(std::string_view name) const;
