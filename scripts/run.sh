@@ -1,7 +1,8 @@
 #!/bin/bash
 # Sets Corvel up and runs it: installs what is missing, builds, then runs `corvel` with the
-# arguments given (by default `corvel rules list`, which creates the rules database in the data
-# folder, $XDG_DATA_HOME/corvel, on its first run).
+# arguments given. By default it shows the folders of the default profile's mail and the rules:
+# a first run makes the data folder ($XDG_DATA_HOME/corvel) with its rules database and a local
+# Maildir for the default profile.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,5 +10,8 @@ scripts/install-deps.sh
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build --target corvel
 
-[ $# -gt 0 ] || set -- rules list
+if [ $# -eq 0 ]; then
+    build/corvel folders
+    set -- rules list
+fi
 exec build/corvel "$@"
