@@ -79,6 +79,11 @@ TEST(MaildirStore, ANewStoreGetsTheDefaultFoldersUnderTheirUsualNames) {
     clsStatus status = clsStatus::Ok();
     EXPECT_FALSE(clsMaildirStore::Open(f.Folder.Path() / "absent", "X", false, status));
     EXPECT_EQ(status.GetCode(), clsStatus::Code::NotFound);
+    const std::filesystem::path notes = f.Folder.Path() / "notes";
+    std::filesystem::create_directories(notes / "drafts");
+    EXPECT_FALSE(clsMaildirStore::Open(notes, "X", true, status))
+        << "somebody's folder is no Maildir";
+    EXPECT_FALSE(std::filesystem::exists(notes / "cur"));
 }
 
 TEST(MaildirStore, ItemsKeepTheirOrderAndNewArrivalsComeLast) {

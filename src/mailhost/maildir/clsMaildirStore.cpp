@@ -113,6 +113,16 @@ std::unique_ptr<clsMaildirStore> clsMaildirStore::Open(const std::filesystem::pa
                                   "no Maildir at " + absolute.string() + " (it has no cur/)");
         return nullptr;
     }
+    // A folder that holds other things is somebody's data, not a Maildir to make: a slip of the
+    // path must not litter a home folder with cur/, new/ and tmp/.
+    if (!exists && std::filesystem::is_directory(absolute, error) &&
+        !std::filesystem::is_empty(absolute, error)) {
+        status = clsStatus::Error(clsStatus::Code::Invalid,
+                                  absolute.string() +
+                                      " is neither a Maildir (no cur/) nor empty; give a Maildir "
+                                      "or a new folder");
+        return nullptr;
+    }
     if (!MakeMaildir(absolute, false)) {
         status =
             clsStatus::Error(clsStatus::Code::Io, "cannot make a Maildir at " + absolute.string());
