@@ -26,7 +26,11 @@ std::string NumberText(double value) {
 }  // namespace
 
 classRulesDatabase::classRulesDatabase(clsLogFile& log, clsUserInterface& ui)
-    : mLog(log), mUi(ui), mConnection(log, "RulesDatabase", [this] { return ReopenDatabase(); }) {}
+    : mLog(log),
+      mUi(ui),
+      mConnection(log, "RulesDatabase",
+                  [this](const std::filesystem::path& file) { return OpenDatabase(file, false); }) {
+}
 
 classRulesDatabase::~classRulesDatabase() { CloseDatabase(); }
 
@@ -42,13 +46,11 @@ std::string classRulesDatabase::JetNow() {
 bool classRulesDatabase::OpenDatabase(const std::filesystem::path& file, bool createIfMissing) {
     std::string_view step = "connect";
     try {
-        if (mOpen && mDatabaseFile == file) {
+        if (mConnection.IsOpenOn(file)) {
             return true;
         }
-        CloseDatabase();
+        mConnection.Remember(file);
         mLog.AddLog(Entry("OpenDatabase: ") + file.string());
-        mDatabaseFile = file;
-        mConnectionString = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file.string() + ";";
         if (!std::filesystem::exists(file)) {
             mLog.AddLog(file.string() + " not found");
             if (!createIfMissing || !CreateDatabase()) {
@@ -63,7 +65,7 @@ bool classRulesDatabase::OpenDatabase(const std::filesystem::path& file, bool cr
                 return false;
             }
         }
-        mOpen = true;
+        mConnection.SetOpen();
         step = "upgrade";
         if (GetVersion() < kSchemaVersion) {
             UpgradeDatabase();
@@ -77,32 +79,22 @@ bool classRulesDatabase::OpenDatabase(const std::filesystem::path& file, bool cr
     return false;
 }
 
-void classRulesDatabase::CloseDatabase() {
-    mConnection.Connection().Close();
-    mOpen = false;
-}
+void classRulesDatabase::CloseDatabase() { mConnection.Close(); }
 
-bool classRulesDatabase::ReopenDatabase() {
-    if (mDatabaseFile.empty()) {
-        return false;
-    }
-    const std::filesystem::path file = mDatabaseFile;
-    mDatabaseFile.clear();  // so the open is not skipped as "already open"
-    return OpenDatabase(file, false);
-}
+bool classRulesDatabase::ReopenDatabase() { return mConnection.Reopen(); }
 
 bool classRulesDatabase::CreateDatabase() {
-    if (mOpen) {
+    if (mConnection.IsOpen()) {
         return false;
     }
     try {
         mLog.AddLog(Entry("CreateDatabase: Creating new database"));
-        const clsStatus status = mConnection.Connection().Open(mDatabaseFile, true);
+        const clsStatus status = mConnection.Connection().Open(mConnection.File(), true);
         if (!status.IsOk()) {
             mLog.AddErrorLog(Entry("CreateDatabase"), status);
             return false;
         }
-        mOpen = true;
+        mConnection.SetOpen();
         clsSchemaBuilder builder(mConnection.Connection(), mLog);
         const bool built = builder.BuildTable(clsSchemaBuilder::RulesTable()) &&
                            builder.BuildTable(clsSchemaBuilder::SpamSendersTable());
@@ -122,7 +114,8 @@ void classRulesDatabase::RunLogged(std::string_view routine, std::string_view sq
 }
 
 double classRulesDatabase::GetVersion() {
-    if ((!mOpen && !ReopenDatabase()) || !mConnection.Connection().TableExists("Version")) {
+    if ((!mConnection.IsOpen() && !ReopenDatabase()) ||
+        !mConnection.Connection().TableExists("Version")) {
         return 0;  // a new or pre-versioning database
     }
     const std::unique_ptr<clsRecordset> rs = GetRS("SELECT Version FROM Version WHERE ID=1");
@@ -226,8 +219,8 @@ void classRulesDatabase::ValidateRulePriorities() {
 
 bool classRulesDatabase::CompactDatabase() {
     try {
-        const std::filesystem::path source = mDatabaseFile;
-        if (source.empty() || (!mOpen && !ReopenDatabase())) {
+        const std::filesystem::path source = mConnection.File();
+        if (source.empty() || (!mConnection.IsOpen() && !ReopenDatabase())) {
             return false;
         }
         const std::filesystem::path target = std::filesystem::path(

@@ -41,10 +41,10 @@ public:
     bool ReopenDatabase();
     bool CreateDatabase();
     bool CompactDatabase();
-    bool IsOpen() const { return mOpen; }
-    const std::filesystem::path& DatabaseFile() const { return mDatabaseFile; }
-    void SetDatabaseFile(std::filesystem::path file) { mDatabaseFile = std::move(file); }
-    const std::string& ConnectionString() const { return mConnectionString; }
+    bool IsOpen() const { return mConnection.IsOpen(); }
+    const std::filesystem::path& DatabaseFile() const { return mConnection.File(); }
+    void SetDatabaseFile(std::filesystem::path file) { mConnection.SetFile(std::move(file)); }
+    const std::string& ConnectionString() const { return mConnection.ConnectionString(); }
 
     // Primitives. GetRS gives nothing on failure; RunCommand false.
     std::unique_ptr<clsRecordset> GetRS(std::string_view sql) { return mConnection.GetRS(sql); }
@@ -100,8 +100,5 @@ private:
     clsLogFile& mLog;
     clsUserInterface& mUi;
     clsLoggedConnection mConnection;
-    std::filesystem::path mDatabaseFile;
-    std::string mConnectionString;
-    bool mOpen = false;
     std::map<std::string, bool> mBooleanCache;
 };

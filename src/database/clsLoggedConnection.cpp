@@ -1,5 +1,25 @@
 #include "database/clsLoggedConnection.h"
 
+void clsLoggedConnection::Remember(const std::filesystem::path& file) {
+    Close();
+    mFile = file;
+    mConnectionString = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file.string() + ";";
+}
+
+void clsLoggedConnection::Close() {
+    mConnection.Close();
+    mIsOpen = false;
+}
+
+bool clsLoggedConnection::Reopen() {
+    if (mFile.empty()) {
+        return false;
+    }
+    const std::filesystem::path file = mFile;
+    mFile.clear();  // so the open is not skipped as "already open"
+    return mOpen(file);
+}
+
 std::unique_ptr<clsRecordset> clsLoggedConnection::GetRS(std::string_view sql) {
     try {
         if (!EnsureOpen()) {

@@ -1,11 +1,13 @@
 #pragma once
-// clsLoggedConnection: the primitives that every owner of a connection to Rules.mdb shares:
-// GetRS, RunCommand, GetLastID and a one-number query, each reopening a closed database through
-// its owner, logging its SQL at detail level 3 and its failures under "<Component>->GetRS" or
-// "<Component>->RunCommand" with the SQL text. Owned by classRulesDatabase and by the folder
-// cache, each with its own connection. Event-loop thread only. Never throws.
+// clsLoggedConnection: what every owner of a connection to Rules.mdb shares: the file it works
+// on with its open state and connection string, closing and reopening, and the primitives GetRS,
+// RunCommand, GetLastID and a one-number query. Each primitive reopens a closed database through
+// its owner's open routine, logs its SQL at detail level 3 and its failures under
+// "<Component>->GetRS" or "<Component>->RunCommand" with the SQL text. Owned by classRulesDatabase
+// and by the folder cache, each with its own connection. Event-loop thread only. Never throws.
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,11 +18,26 @@
 
 class clsLoggedConnection {
 public:
-    // reopen: the owner's way of opening its database again; false when it cannot.
-    clsLoggedConnection(clsLogFile& log, std::string component, std::function<bool()> reopen)
-        : mLog(log), mComponent(std::move(component)), mReopen(std::move(reopen)) {}
+    using OpenRoutine = std::function<bool(const std::filesystem::path&)>;
+
+    // open: the owner's routine that opens (and checks) a database file; used to reopen.
+    clsLoggedConnection(clsLogFile& log, std::string component, OpenRoutine open)
+        : mLog(log), mComponent(std::move(component)), mOpen(std::move(open)) {}
 
     clsDbConnection& Connection() { return mConnection; }
+
+    // Open: the owner has opened the file and found it usable.
+    bool IsOpen() const { return mIsOpen; }
+    bool IsOpenOn(const std::filesystem::path& file) const { return mIsOpen && mFile == file; }
+    void SetOpen() { mIsOpen = true; }
+    // Closes any open file, then remembers file (and its connection string) as the one to open.
+    void Remember(const std::filesystem::path& file);
+    void SetFile(std::filesystem::path file) { mFile = std::move(file); }
+    const std::filesystem::path& File() const { return mFile; }
+    const std::string& ConnectionString() const { return mConnectionString; }
+    void Close();
+    // Opens the remembered file again through the owner's routine; false when there is none.
+    bool Reopen();
 
     // Nothing on failure.
     std::unique_ptr<clsRecordset> GetRS(std::string_view sql);
@@ -32,13 +49,16 @@ public:
     }
 
 private:
-    bool EnsureOpen() { return mConnection.IsOpen() || mReopen(); }
+    bool EnsureOpen() { return mIsOpen || Reopen(); }
     std::string Entry(std::string_view routine) const {
         return mComponent + "->" + std::string(routine);
     }
 
     clsLogFile& mLog;
     std::string mComponent;
-    std::function<bool()> mReopen;
+    OpenRoutine mOpen;
     clsDbConnection mConnection;
+    std::filesystem::path mFile;
+    std::string mConnectionString;
+    bool mIsOpen = false;
 };

@@ -211,7 +211,8 @@ clsFolderCache::clsFolderCache(clsLogFile& log, clsUserInterface& ui, clsMailNam
     : mLog(log),
       mUi(ui),
       mNamespace(mapi),
-      mConnection(log, "FolderCache", [this] { return ReopenDatabase(); }) {}
+      mConnection(log, "FolderCache",
+                  [this](const std::filesystem::path& file) { return OpenDatabase(file); }) {}
 
 clsFolderCache::~clsFolderCache() { CloseDatabase(); }
 
@@ -219,13 +220,11 @@ clsFolderCache::~clsFolderCache() { CloseDatabase(); }
 
 bool clsFolderCache::OpenDatabase(const std::filesystem::path& file) {
     return Guarded(mLog, "OpenDatabase", [&] {
-        if (mOpen && mDatabaseFile == file) {
+        if (mConnection.IsOpenOn(file)) {
             return true;
         }
-        CloseDatabase();
+        mConnection.Remember(file);
         mLog.AddLog(Entry("OpenDatabase: ") + file.string());
-        mDatabaseFile = file;
-        mConnectionString = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file.string() + ";";
         if (!std::filesystem::exists(file)) {
             mLog.AddLog(Entry("OpenDatabase - creating: ") + file.string());
             if (!CreateDatabase()) {
@@ -240,7 +239,7 @@ bool clsFolderCache::OpenDatabase(const std::filesystem::path& file) {
                 return false;
             }
         }
-        mOpen = true;
+        mConnection.SetOpen();
         if (!EnsureTable()) {
             CloseDatabase();
             return false;
@@ -249,31 +248,21 @@ bool clsFolderCache::OpenDatabase(const std::filesystem::path& file) {
     });
 }
 
-void clsFolderCache::CloseDatabase() {
-    mConnection.Connection().Close();
-    mOpen = false;
-}
+void clsFolderCache::CloseDatabase() { mConnection.Close(); }
 
-bool clsFolderCache::ReopenDatabase() {
-    if (mDatabaseFile.empty()) {
-        return false;
-    }
-    const std::filesystem::path file = mDatabaseFile;
-    mDatabaseFile.clear();  // so the open is not skipped as "already open"
-    return OpenDatabase(file);
-}
+bool clsFolderCache::ReopenDatabase() { return mConnection.Reopen(); }
 
 bool clsFolderCache::CreateDatabase() {
     return Guarded(mLog, "CreateDatabase", [&] {
-        if (mOpen || mDatabaseFile.empty()) {
+        if (mConnection.IsOpen() || mConnection.File().empty()) {
             return false;
         }
-        const clsStatus status = mConnection.Connection().Open(mDatabaseFile, true);
+        const clsStatus status = mConnection.Connection().Open(mConnection.File(), true);
         if (!status.IsOk()) {
             mLog.AddErrorLog(Entry("CreateDatabase"), status);
             return false;
         }
-        mOpen = true;
+        mConnection.SetOpen();
         return EnsureTable();
     });
 }

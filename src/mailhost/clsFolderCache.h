@@ -59,9 +59,9 @@ public:
     // Makes the file DatabaseFile() names, with the FolderCache table; only while closed.
     bool CreateDatabase();
     bool ReopenDatabase();
-    bool IsOpen() const { return mOpen; }
-    const std::filesystem::path& DatabaseFile() const { return mDatabaseFile; }
-    const std::string& ConnectionString() const { return mConnectionString; }
+    bool IsOpen() const { return mConnection.IsOpen(); }
+    const std::filesystem::path& DatabaseFile() const { return mConnection.File(); }
+    const std::string& ConnectionString() const { return mConnection.ConnectionString(); }
 
     // A Jet SELECT on the cache's connection (reopened when closed); nothing on failure.
     std::unique_ptr<clsRecordset> GetRS(std::string_view sql);
@@ -127,8 +127,5 @@ private:
     clsUserInterface& mUi;
     clsMailNamespace& mNamespace;
     clsLoggedConnection mConnection;
-    std::filesystem::path mDatabaseFile;
-    std::string mConnectionString;
-    bool mOpen = false;
     bool mShowStatus = true;
 };
