@@ -89,12 +89,19 @@ TEST(MaildirStore, ANewStoreGetsTheDefaultFoldersUnderTheirUsualNames) {
 TEST(MaildirStore, ItemsKeepTheirOrderAndNewArrivalsComeLast) {
     clsMailFixture f;
     f.OpenStore();
-    Deliver(f.Root, "1000.A.host", TestMessage("second by name"));
-    Deliver(f.Root, "0999.B.host", TestMessage("first by name"));
-    EXPECT_EQ(f.Subjects("INBOX"), (std::vector<std::string>{"first by name", "second by name"}));
+    // Delivered under names that do not sort by time ("M10" before "M9"): file times decide.
+    const std::time_t second = std::time(nullptr) - 100;
+    for (const auto& [name, subject, time] : {std::tuple{"1000.M10.host", "third", second + 2},
+                                              std::tuple{"1000.M9.host", "second", second + 1},
+                                              std::tuple{"1000.M1.host", "first", second}}) {
+        Deliver(f.Root, name, TestMessage(subject));
+        SetTime(f.Root / "new" / name, time);
+    }
+    EXPECT_EQ(f.Subjects("INBOX"), (std::vector<std::string>{"first", "second", "third"}));
     Deliver(f.Root, "0001.C.host", TestMessage("arrived last"));
+    SetTime(f.Root / "new" / "0001.C.host", second - 1000);
     EXPECT_EQ(f.Subjects("INBOX"),
-              (std::vector<std::string>{"first by name", "second by name", "arrived last"}));
+              (std::vector<std::string>{"first", "second", "third", "arrived last"}));
 }
 
 TEST(MaildirStore, AnUnchangedFolderIsNotReadAgain) {

@@ -97,8 +97,17 @@ void clsMaildirListing::Rescan() {
             found.erase(file);
         }
     }
-    for (const auto& [key, location] : found) {  // then the arrivals, by name (time first)
+    // Then the arrivals, oldest first: by file time, then by name, since programs write their
+    // names in forms that do not all sort by time within one second.
+    const size_t firstArrival = items.size();
+    for (const auto& [key, location] : found) {
         add(key, location, nullptr);
+    }
+    std::stable_sort(
+        items.begin() + static_cast<std::ptrdiff_t>(firstArrival), items.end(),
+        [](const clsItemEntry& a, const clsItemEntry& b) { return a.Received < b.Received; });
+    for (size_t i = firstArrival; i < items.size(); ++i) {
+        files[items[i].Key].Index = i;
     }
     mItems = std::move(items);
     mFiles = std::move(files);

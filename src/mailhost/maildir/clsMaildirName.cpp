@@ -179,9 +179,10 @@ std::string NewUniqueName() {
                     : *c == ':' ? std::string("\\072")
                                 : std::string(1, *c);
     }
-    return std::to_string(seconds.count()) + ".M" + std::to_string(micros.count()) + "P" +
-           std::to_string(getpid()) + "Q" + std::to_string(++counter) + "." +
-           (safeHost.empty() ? "localhost" : safeHost);
+    std::string microseconds = std::to_string(micros.count());
+    microseconds.insert(0, 6 - std::min<size_t>(6, microseconds.size()), '0');  // sorts by time
+    return std::to_string(seconds.count()) + ".M" + microseconds + "P" + std::to_string(getpid()) +
+           "Q" + std::to_string(++counter) + "." + (safeHost.empty() ? "localhost" : safeHost);
 }
 
 }  // namespace clsMaildirName
