@@ -58,14 +58,9 @@ bool classRulesDatabase::OpenDatabase(const std::filesystem::path& file, bool cr
                 return false;
             }
         }
-        if (!mConnection.Connection().IsOpen()) {
-            const clsStatus status = mConnection.Connection().Open(file, false);
-            if (!status.IsOk()) {
-                mLog.AddErrorLog(Entry("OpenDatabase"), status);
-                return false;
-            }
+        if (!mConnection.Connect(false, "OpenDatabase")) {
+            return false;
         }
-        mConnection.SetOpen();
         step = "upgrade";
         if (GetVersion() < kSchemaVersion) {
             UpgradeDatabase();
@@ -89,12 +84,9 @@ bool classRulesDatabase::CreateDatabase() {
     }
     try {
         mLog.AddLog(Entry("CreateDatabase: Creating new database"));
-        const clsStatus status = mConnection.Connection().Open(mConnection.File(), true);
-        if (!status.IsOk()) {
-            mLog.AddErrorLog(Entry("CreateDatabase"), status);
+        if (!mConnection.Connect(true, "CreateDatabase")) {
             return false;
         }
-        mConnection.SetOpen();
         clsSchemaBuilder builder(mConnection.Connection(), mLog);
         const bool built = builder.BuildTable(clsSchemaBuilder::RulesTable()) &&
                            builder.BuildTable(clsSchemaBuilder::SpamSendersTable());

@@ -11,6 +11,18 @@ void clsLoggedConnection::Close() {
     mIsOpen = false;
 }
 
+bool clsLoggedConnection::Connect(bool create, std::string_view routine) {
+    if (!mConnection.IsOpen()) {
+        const clsStatus status = mConnection.Open(mFile, create);
+        if (!status.IsOk()) {
+            mLog.AddErrorLog(Entry(routine), status);
+            return false;
+        }
+    }
+    SetOpen();
+    return true;
+}
+
 bool clsLoggedConnection::Reopen() {
     if (mFile.empty()) {
         return false;

@@ -36,6 +36,9 @@ public:
     const std::filesystem::path& File() const { return mFile; }
     const std::string& ConnectionString() const { return mConnectionString; }
     void Close();
+    // Connects to the remembered file (making it with create) unless connected already, and
+    // marks it open; a failure is logged under "<Component>-><routine>".
+    bool Connect(bool create, std::string_view routine);
     // Opens the remembered file again through the owner's routine; false when there is none.
     bool Reopen();
 

@@ -232,14 +232,9 @@ bool clsFolderCache::OpenDatabase(const std::filesystem::path& file) {
                 return false;
             }
         }
-        if (!mConnection.Connection().IsOpen()) {
-            const clsStatus status = mConnection.Connection().Open(file, false);
-            if (!status.IsOk()) {
-                mLog.AddErrorLog(Entry("OpenDatabase"), status);
-                return false;
-            }
+        if (!mConnection.Connect(false, "OpenDatabase")) {
+            return false;
         }
-        mConnection.SetOpen();
         if (!EnsureTable()) {
             CloseDatabase();
             return false;
@@ -257,12 +252,9 @@ bool clsFolderCache::CreateDatabase() {
         if (mConnection.IsOpen() || mConnection.File().empty()) {
             return false;
         }
-        const clsStatus status = mConnection.Connection().Open(mConnection.File(), true);
-        if (!status.IsOk()) {
-            mLog.AddErrorLog(Entry("CreateDatabase"), status);
+        if (!mConnection.Connect(true, "CreateDatabase")) {
             return false;
         }
-        mConnection.SetOpen();
         return EnsureTable();
     });
 }
