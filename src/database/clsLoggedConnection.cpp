@@ -19,7 +19,7 @@ bool clsLoggedConnection::Connect(bool create, std::string_view routine) {
             return false;
         }
     }
-    SetOpen();
+    mIsOpen = true;
     return true;
 }
 

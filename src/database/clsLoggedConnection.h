@@ -29,7 +29,6 @@ public:
     // Open: the owner has opened the file and found it usable.
     bool IsOpen() const { return mIsOpen; }
     bool IsOpenOn(const std::filesystem::path& file) const { return mIsOpen && mFile == file; }
-    void SetOpen() { mIsOpen = true; }
     // Closes any open file, then remembers file (and its connection string) as the one to open.
     void Remember(const std::filesystem::path& file);
     void SetFile(std::filesystem::path file) { mFile = std::move(file); }
