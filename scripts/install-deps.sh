@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config git
     libsqlite3-dev sqlite3 libcli11-dev
-    libgmime-3.0-dev libxml2-dev libcurl4-gnutls-dev
+    libgmime-3.0-dev libxml2-dev libcurl4-gnutls-dev libzip-dev libpcre2-dev
     libgtest-dev libgmock-dev
     clang-format
     python3-aiosmtpd dovecot-imapd openssl

@@ -11,9 +11,10 @@ constexpr const char* kDescription =
 
 void AddCommands(CLI::App& app, clsCommandAction& selected) {
     using AddCommand = void (*)(CLI::App&, clsCommandAction&);
-    for (AddCommand add :
-         {AddRulesCommand, AddOptionsCommand, AddGroupsCommand, AddDbCommand, AddRegistryCommand,
-          AddProfileCommand, AddFoldersCommand, AddItemsCommand, AddShowCommand}) {
+    for (AddCommand add : {AddRulesCommand, AddOptionsCommand, AddGroupsCommand, AddDbCommand,
+                           AddRegistryCommand, AddProfileCommand, AddFoldersCommand,
+                           AddItemsCommand, AddShowCommand, AddTemplatesCommand, AddProcessCommand,
+                           AddBlockedCommand, AddStatsCommand, AddQuickFileCommand}) {
         add(app, selected);
     }
 }

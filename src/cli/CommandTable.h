@@ -23,5 +23,11 @@ void AddProfileCommand(CLI::App& app, clsCommandAction& selected);
 void AddFoldersCommand(CLI::App& app, clsCommandAction& selected);
 void AddItemsCommand(CLI::App& app, clsCommandAction& selected);
 void AddShowCommand(CLI::App& app, clsCommandAction& selected);
+void AddProcessCommand(CLI::App& app, clsCommandAction& selected);
+void AddBlockedCommand(CLI::App& app, clsCommandAction& selected);
+void AddStatsCommand(CLI::App& app, clsCommandAction& selected);
+// Adds "from-message" to the "rules" command, so it comes after AddRulesCommand.
+void AddQuickFileCommand(CLI::App& app, clsCommandAction& selected);
+void AddTemplatesCommand(CLI::App& app, clsCommandAction& selected);
 
 int RunCorvel(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

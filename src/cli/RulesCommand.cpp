@@ -1,4 +1,4 @@
-// corvel rules add|list|show|delete
+// corvel rules add|list|show|delete|verify|export|import
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
@@ -206,6 +206,82 @@ int DeleteRule(clsCommandContext& context, std::int32_t id) {
     return 0;
 }
 
+std::string Counted(std::int64_t count, std::string_view noun) {
+    return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+// Each action's folder is looked up on its own, so that every missing one can be named.
+int VerifyRules(clsCommandContext& context) {
+    if (!context.OpenEngine()) {
+        return 1;
+    }
+    classCorvel& engine = context.Engine();
+    std::unique_ptr<clsRecordset> rs =
+        engine.RulesDatabase().GetRS("SELECT * FROM Rules ORDER BY Priority");
+    if (!rs) {
+        return context.Fail("cannot read the rules; the log " +
+                            context.Log().FullFilename().string() + " says why");
+    }
+    long rules = 0, missing = 0;
+    for (; !rs->Eof(); rs->MoveNext(), ++rules) {
+        clsRuleRecord rule;
+        engine.RulesDatabase().ReadRuleFromCurrentRecord(*rs, rule);
+        for (const clsRuleAction& action : rule.Actions) {
+            clsRuleRecord probe = rule;
+            probe.Actions = {action};
+            if (engine.VerifyRule(probe) > 0) {
+                context.Out() << "rule " << rule.ID << ": folder not found: " << action.TargetFolder
+                              << "\n";
+                ++missing;
+            }
+        }
+    }
+    if (missing > 0) {
+        return context.Fail(Counted(missing, "rule folder") +
+                            " not found; create them with `corvel folders create` "
+                            "or change the rules");
+    }
+    context.Out() << "Every folder of the " << Counted(rules, "rule") << " exists\n";
+    return 0;
+}
+
+std::int64_t RuleCount(clsCommandContext& context) {
+    return context.Engine().RulesDatabase().GetCount("SELECT COUNT(*) AS Total FROM Rules");
+}
+
+int ExportRules(clsCommandContext& context, const std::string& file) {
+    if (!context.OpenEngine()) {
+        return 1;
+    }
+    const std::filesystem::path path = std::filesystem::absolute(file);
+    context.Log().AddLog("Corvel->ExportRules: Exporting to " + path.string());
+    if (!context.Engine().ExportRulesToFile(path)) {
+        return context.Fail("cannot export the rules to " + path.string() +
+                            "; choose a folder you can write to (the log " +
+                            context.Log().FullFilename().string() + " says more)");
+    }
+    context.Out() << "Exported " << Counted(RuleCount(context), "rule") << " to " << path.string()
+                  << "\n";
+    return 0;
+}
+
+int ImportRules(clsCommandContext& context, const std::string& file) {
+    if (!context.OpenEngine()) {
+        return 1;
+    }
+    const std::filesystem::path path = std::filesystem::absolute(file);
+    const std::int64_t before = RuleCount(context);
+    if (!context.Engine().ImportRulesFromFile(path)) {
+        return context.Fail("cannot import the rules from " + path.string() +
+                            "; give an archive made by `corvel rules export` (the log " +
+                            context.Log().FullFilename().string() + " says more)");
+    }
+    // Rules identical to ones here are reused, so only the new ones count.
+    context.Out() << "Imported " << Counted(RuleCount(context) - before, "rule") << " from "
+                  << path.string() << "\n";
+    return 0;
+}
+
 void AddRuleFieldOptions(CLI::App& add, clsRuleOptions& o) {
     add.add_option("--name", o.Name, "Name of the rule");
     add.add_option("--from", o.From, "Sender address, or @domain, to match");
@@ -233,10 +309,33 @@ void AddRuleActionOptions(CLI::App& add, clsRuleOptions& o) {
     add.add_flag("--delete", o.Delete, "Delete the message (it goes to Deleted Items)");
 }
 
+void AddRulesArchiveCommands(CLI::App& rules, clsCommandAction& selected) {
+    rules.add_subcommand("verify", "Name every rule folder that does not exist (exit 1 if any)")
+        ->callback([&selected] { selected = VerifyRules; });
+
+    auto file = std::make_shared<std::string>("rules.zip");
+    CLI::App* exportCommand =
+        rules.add_subcommand("export", "Save the whole rule store (Rules.mdb) in a zip archive");
+    exportCommand->add_option("FILE", *file, "The archive to write")->capture_default_str();
+    exportCommand->callback([&selected, file] {
+        selected = [file](clsCommandContext& c) { return ExportRules(c, *file); };
+    });
+
+    CLI::App* importCommand = rules.add_subcommand(
+        "import", "Add the rules, groups and blocked senders of an exported archive");
+    importCommand->add_option("FILE", *file, "The archive to read")
+        ->required()
+        ->check(CLI::ExistingFile);
+    importCommand->callback([&selected, file] {
+        selected = [file](clsCommandContext& c) { return ImportRules(c, *file); };
+    });
+}
+
 }  // namespace
 
 void AddRulesCommand(CLI::App& app, clsCommandAction& selected) {
-    CLI::App* rules = app.add_subcommand("rules", "Add, list, show and delete rules");
+    CLI::App* rules =
+        app.add_subcommand("rules", "Add, list, show, delete, verify, export and import rules");
     auto options = std::make_shared<clsRuleOptions>();
 
     CLI::App* add = rules->add_subcommand("add", "Add a rule (an identical stored rule is reused)");
@@ -260,4 +359,6 @@ void AddRulesCommand(CLI::App& app, clsCommandAction& selected) {
     remove->callback([&selected, options] {
         selected = [options](clsCommandContext& c) { return DeleteRule(c, options->ID); };
     });
+
+    AddRulesArchiveCommands(*rules, selected);
 }

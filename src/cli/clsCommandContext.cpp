@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "services/classAutoReply.h"
+
 clsCommandContext::clsCommandContext(const clsGlobalOptions& options, std::ostream& out,
                                      std::ostream& err)
     : mOut(out),
@@ -11,6 +13,7 @@ clsCommandContext::clsCommandContext(const clsGlobalOptions& options, std::ostre
       mSettings(mRegistry),
       mDataFolder(ChooseDataFolder(options)),
       mProfileName(options.Profile),
+      mDataFolderGiven(!options.DataDir.empty()),
       mProfiles(mSettings) {
     mLog = std::make_unique<clsLogFile>(mSettings, mDataFolder, "Corvel");
     mUi = std::make_unique<clsConsoleUserInterface>(*mLog, err, options.Verbose);
@@ -18,6 +21,10 @@ clsCommandContext::clsCommandContext(const clsGlobalOptions& options, std::ostre
 
 clsCommandContext::~clsCommandContext() {
     // In reverse order of use: the cache walks the namespace, everything writes to the log.
+    if (mEngine) {
+        mEngine->Quit();
+        mEngine.reset();
+    }
     mFolderCache.reset();
     mApplication.reset();
     mDatabase.reset();
@@ -73,11 +80,11 @@ int clsCommandContext::Fail(std::string_view message) {
     return 1;
 }
 
-bool clsCommandContext::OpenMail() {
+bool clsCommandContext::OpenApplication() {
     if (mApplication) {
         return true;
     }
-    if (!OpenDatabase()) {
+    if (!Prepare()) {
         return false;
     }
     const auto profile = mProfiles.Resolve(mProfileName, mDataFolder);
@@ -92,6 +99,16 @@ bool clsCommandContext::OpenMail() {
              "; `corvel profile show " + profile->Name + "` shows its settings");
         return false;
     }
+    return true;
+}
+
+bool clsCommandContext::OpenMail() {
+    if (mFolderCache) {
+        return true;
+    }
+    if (!OpenDatabase() || !OpenApplication()) {
+        return false;
+    }
     mFolderCache = std::make_unique<clsFolderCache>(*mLog, *mUi, Mail());
     if (!mFolderCache->OpenDatabase(mDataFolder / kDatabaseName)) {
         Fail("cannot open the folder cache in " + (mDataFolder / kDatabaseName).string());
@@ -103,14 +120,44 @@ bool clsCommandContext::OpenMail() {
     return true;
 }
 
-std::optional<clsMailFolder> clsCommandContext::FindFolder(std::string_view pathOrName) {
-    if (!OpenMail()) {
-        return std::nullopt;
+bool clsCommandContext::OpenEngine() {
+    if (mEngine) {
+        return true;
     }
-    auto folder = mFolderCache->FindFolder(pathOrName);
+    if (!OpenApplication()) {
+        return false;
+    }
+    clsEngineHost host{.Settings = mSettings,
+                       .Ui = *mUi,
+                       .Application = mApplication.get(),
+                       .DefaultDataFolder = DefaultDataFolder(),
+                       .FixedDataFolder = mDataFolderGiven ? mDataFolder : std::filesystem::path(),
+                       .AutoReplies = MakeAutoReplyFactory()};
+    auto engine = std::make_unique<classCorvel>(std::move(host));
+    engine->SetLogFile(*mLog);
+    if (!engine->InitialiseEngine() || !engine->RulesDatabase().IsOpen()) {
+        Fail("the engine could not start on " + mDataFolder.string() + "; the log " +
+             mLog->FullFilename().string() + " says why");
+        return false;
+    }
+    mEngine = std::move(engine);
+    return true;
+}
+
+std::optional<clsMailFolder> clsCommandContext::FindFolder(std::string_view pathOrName) {
+    return OpenMail() ? FindInCache(*mFolderCache, pathOrName) : std::nullopt;
+}
+
+std::optional<clsMailFolder> clsCommandContext::FindEngineFolder(std::string_view pathOrName) {
+    return OpenEngine() ? FindInCache(*mEngine->cvFolderCache(), pathOrName) : std::nullopt;
+}
+
+std::optional<clsMailFolder> clsCommandContext::FindInCache(clsFolderCache& cache,
+                                                            std::string_view pathOrName) {
+    auto folder = cache.FindFolder(pathOrName);
     if (!folder) {  // made since the cache was built, perhaps by another program
-        mFolderCache->BuildFolderCache();
-        folder = mFolderCache->FindFolder(pathOrName);
+        cache.BuildFolderCache();
+        folder = cache.FindFolder(pathOrName);
     }
     if (!folder) {
         Fail("no single folder answers to '" + std::string(pathOrName) +
@@ -118,4 +165,10 @@ std::optional<clsMailFolder> clsCommandContext::FindFolder(std::string_view path
              "settles a name that several folders have");
     }
     return folder;
+}
+
+clsAutoReplyFactory clsCommandContext::MakeAutoReplyFactory() {
+    return [](clsMailNamespace& mapi, clsLogFile& log) -> std::unique_ptr<clsAutoReplySender> {
+        return std::make_unique<classAutoReply>(mapi, log);
+    };
 }

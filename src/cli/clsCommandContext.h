@@ -12,6 +12,7 @@
 
 #include "cli/clsConsoleUserInterface.h"
 #include "database/classRulesDatabase.h"
+#include "engine/classCorvel.h"
 #include "foundation/clsLogFile.h"
 #include "foundation/clsRegistryAccess.h"
 #include "foundation/clsSettings.h"
@@ -43,6 +44,12 @@ public:
     // A folder by path ("\\Mailbox\Inbox\Clients") or name, through the folder cache; the
     // cache is built again once when the folder is not in it. Prints why when there is none.
     std::optional<clsMailFolder> FindFolder(std::string_view pathOrName);
+    // Opens the profile's mail and starts the engine on the data folder, which then owns its own
+    // rules database and folder cache. False (and a message printed) on failure.
+    bool OpenEngine();
+    // A folder by path or name through the engine's folder cache; prints why when there is none.
+    std::optional<clsMailFolder> FindEngineFolder(std::string_view pathOrName);
+    classCorvel& Engine() { return *mEngine; }
 
     classRulesDatabase& Database() { return *mDatabase; }
     clsMailNamespace& Mail() { return *mApplication->GetNamespace("MAPI"); }
@@ -62,6 +69,10 @@ public:
 
 private:
     std::filesystem::path ChooseDataFolder(const clsGlobalOptions& options) const;
+    bool OpenApplication();
+    std::optional<clsMailFolder> FindInCache(clsFolderCache& cache, std::string_view pathOrName);
+    // How the engine makes its auto-reply sender (the services layer's classAutoReply).
+    static clsAutoReplyFactory MakeAutoReplyFactory();
 
     std::ostream& mOut;
     std::ostream& mErr;
@@ -71,8 +82,10 @@ private:
     std::unique_ptr<clsLogFile> mLog;
     std::unique_ptr<clsConsoleUserInterface> mUi;
     std::string mProfileName;
+    bool mDataFolderGiven = false;
     clsMailProfiles mProfiles;
     std::unique_ptr<classRulesDatabase> mDatabase;
     std::unique_ptr<clsMailApplication> mApplication;
     std::unique_ptr<clsFolderCache> mFolderCache;
+    std::unique_ptr<classCorvel> mEngine;
 };

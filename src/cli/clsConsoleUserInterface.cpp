@@ -6,6 +6,13 @@ void clsConsoleUserInterface::ShowStatus(std::string_view text) {
     }
 }
 
+void clsConsoleUserInterface::ShowProgress(std::string_view caption, long done, long total) {
+    const long step = total >= 10 ? total / 10 : 1;
+    if (done == total || (done > 0 && done % step == 0)) {
+        mErr << caption << ": " << done << " of " << total << "\n";
+    }
+}
+
 MessageAnswer clsConsoleUserInterface::ShowMessage(std::string_view text, std::string_view title,
                                                    MessageButtons, MessageIcon,
                                                    MessageAnswer defaultAnswer) {

@@ -64,6 +64,9 @@ public:
     // The actions of the listed rules, cut after the first (by priority) that stops processing.
     std::vector<clsRuleAction> GetRuleActions(const std::vector<std::int32_t>& ruleIDs);
     static std::string RuleSingleLineDescription(const clsRuleRecord& rule);
+    // Merges the rules (with their actions and groups) and blocked senders of another Rules.mdb
+    // into this one; returns the number of rules taken, or -1 when source is no rules database.
+    long ImportRules(const std::filesystem::path& source);
 
     // Groups.
     std::int32_t GetGroupID(std::string_view name);

@@ -15,6 +15,11 @@ public:
     virtual ~clsUserInterface() = default;
     // A progress or status line ("Opening database...").
     virtual void ShowStatus(std::string_view text) = 0;
+    // How far a long piece of work has come: done of total items.
+    virtual void ShowProgress(std::string_view caption, long done, long total) {
+        ShowStatus(std::string(caption) + ": " + std::to_string(done) + " of " +
+                   std::to_string(total));
+    }
     // A message box; returns the answer, or defaultAnswer when nobody can answer.
     virtual MessageAnswer ShowMessage(std::string_view text, std::string_view title,
                                       MessageButtons buttons, MessageIcon icon,

@@ -68,6 +68,8 @@ public:
     void SetBody(std::string body);
     void SetHTMLBody(std::string html);
     void AddRecipient(std::string address, RecipientKind kind = RecipientKind::To);
+    // A header field of the host's own ("Auto-Submitted"), written as given.
+    void AddHeader(std::string name, std::string value);
     // Sends through the transport (or files it in the Outbox) and saves a copy in Sent Items.
     bool Send();
 

@@ -110,6 +110,10 @@ void clsMailItem::AddRecipient(std::string address, RecipientKind kind) {
     mState->Recipients.push_back(std::move(recipient));
 }
 
+void clsMailItem::AddHeader(std::string name, std::string value) {
+    mState->Headers.emplace_back(std::move(name), std::move(value));
+}
+
 bool clsMailItem::Send() {
     clsMailNamespace& mapi = *mState->Namespace;
     if (mState->Folder || mState->Recipients.empty()) {
@@ -128,6 +132,7 @@ bool clsMailItem::Send() {
         outgoing.Body = mState->Body;
         outgoing.HTMLBody = mState->HTMLBody;
         outgoing.ItemImportance = mState->PendingImportance.value_or(Importance::Normal);
+        outgoing.ExtraHeaders = mState->Headers;
         message = clsMessageComposer::Compose(outgoing);
     }
     return mapi.Deliver(message, mState->Recipients);

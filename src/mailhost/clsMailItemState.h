@@ -24,7 +24,8 @@ struct clsMailItemState {
     // A new item's own fields.
     std::string Subject, Body, HTMLBody;
     std::vector<clsMailAddress> Recipients;
-    std::optional<std::string> Forwarded;  // the forwarded message's bytes
+    std::optional<std::string> Forwarded;                      // the forwarded message's bytes
+    std::vector<std::pair<std::string, std::string>> Headers;  // extra header fields
 
     clsMailStore& Store() const { return Folder->Store(); }
     clsLogFile& Log() const { return Namespace->Log(); }

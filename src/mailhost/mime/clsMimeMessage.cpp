@@ -220,6 +220,13 @@ std::optional<clsMailAddress> FirstWithAddress(InternetAddressList* list) {
     return std::nullopt;
 }
 
+// A byte below 0x20 other than a tab (line ends are gone from an unfolded value), or DEL.
+bool HasControlCharacter(const std::optional<std::string>& value) {
+    return value && std::any_of(value->begin(), value->end(), [](char c) {
+               return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F;
+           });
+}
+
 clsMailAddress SenderOf(GMimeMessage* message) {
     InternetAddressList* from = g_mime_message_get_from(message);
     if (std::optional<clsMailAddress> sender = FirstWithAddress(from)) {
@@ -341,6 +348,11 @@ void clsMimeMessage::Read(std::string_view rawMessage) {
     }
     mSubject = TextOrEmpty(g_mime_message_get_subject(message.get()));
     mSender = SenderOf(message.get());
+    if (HasControlCharacter(block.Value("From")) || HasControlCharacter(block.Value("Sender"))) {
+        // GMime drops such bytes, which would turn the address into another one; rules must not
+        // see a sender that was not written.
+        mSender.Address.clear();
+    }
     mRecipients = RecipientsOf(message.get());
     mDate = DateOf(message.get());
     mMessageID = TextOrEmpty(g_mime_message_get_message_id(message.get()));
@@ -375,5 +387,23 @@ std::string clsMimeMessage::WithImportance(std::string_view rawMessage, Importan
         return result;
     } catch (const std::exception&) {
         return std::string(rawMessage);  // the neutral answer: the message as it was
+    }
+}
+
+std::string clsMimeMessage::HTMLPart(std::string_view rawMessage) {
+    try {
+        Initialise();
+        if (rawMessage.empty()) {
+            return {};
+        }
+        const clsHeaderBlock block(rawMessage);
+        const std::optional<std::string> repaired = RepairedForGMime(rawMessage, block);
+        const clsGObjectPtr<GMimeMessage> message =
+            ParseWithGMime(repaired ? *repaired : rawMessage);
+        const clsPartFinds finds =
+            FindParts(message ? g_mime_message_get_mime_part(message.get()) : nullptr);
+        return finds.Html != nullptr ? PartText(finds.Html) : std::string();
+    } catch (const std::exception&) {
+        return {};  // only allocation failures reach here
     }
 }

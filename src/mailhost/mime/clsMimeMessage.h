@@ -58,6 +58,10 @@ public:
     // added at the end of the header block); every other byte stays as it was. Line ends follow
     // the message's own (CRLF or LF).
     static std::string WithImportance(std::string_view rawMessage, Importance importance);
+    // The first text/html part that is no attachment, decoded to UTF-8 with its markup kept; ""
+    // when there is none. Read on demand, apart from Parse, so that reading mail pays nothing
+    // for it.
+    static std::string HTMLPart(std::string_view rawMessage);
 
 private:
     // Fills this from the message; GMime must be set up. May throw std::bad_alloc.

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include "database/clsCsvTable.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using Records = std::vector<std::vector<std::string>>;
+
+}  // namespace
+
+TEST(CsvTable, FieldsFollowTheQuotingRules) {
+    struct Case {
+        std::string Text;
+        Records Expected;
+        bool Complete = true;
+    };
+    for (const Case& c : {
+             Case{"a,b\nc,d\n", {{"a", "b"}, {"c", "d"}}},
+             Case{"a,b\r\nc,d", {{"a", "b"}, {"c", "d"}}},
+             Case{"\"x, y\",z\n", {{"x, y", "z"}}},
+             Case{"\"say \"\"hi\"\"\",\"\"\n", {{"say \"hi\"", ""}}},
+             Case{"\"two\nlines\",\"crlf\r\nkept\"\r\nnext\r\n",
+                  {{"two\nlines", "crlf\r\nkept"}, {"next"}}},
+             Case{"a\"b,\"c\"d\n", {{"a\"b", "cd"}}},
+             Case{",\n\n\r\n,,\n", {{"", ""}, {"", "", ""}}},
+             Case{"\"\"\n", {{""}}},
+             Case{"\xE9t\xE9,\xC3\xA9\n", {{"\xE9t\xE9", "\xC3\xA9"}}},
+             Case{"a,\"open\nto the end", {{"a", "open\nto the end"}}, false},
+         }) {
+        SCOPED_TRACE(c.Text);
+        Records records;
+        EXPECT_EQ(clsCsvTable::Parse(c.Text, records), c.Complete);
+        EXPECT_EQ(records, c.Expected);
+    }
+}
+
+TEST(CsvTable, CellsAreFoundByRowAndHeading) {
+    clsTempFolder temp;
+    const std::filesystem::path file = temp.Path() / "Incoming Mail.csv";
+    std::ofstream(file, std::ios::binary) << "\xEF\xBB\xBF"
+                                             "From,Target Folder, Mark as read \r\n"
+                                             "ann@example.org,\"\\\\Mailbox\\Inbox\\A, B\",True\r\n"
+                                             "bob@example.org\r\n";
+    clsCsvTable table;
+    ASSERT_TRUE(table.Open(file).IsOk());
+    EXPECT_EQ(table.RowCount(), 2);
+    EXPECT_EQ(table.ColumnCount(), 3);
+    struct Case {
+        long Row;
+        std::string Heading, Expected;
+        bool Found;
+    };
+    for (const Case& c :
+         {Case{1, "From", "ann@example.org", true},
+          Case{1, "target folder", "\\\\Mailbox\\Inbox\\A, B", true},
+          Case{1, "Mark as read", "True", true}, Case{2, "From", "bob@example.org", true},
+          Case{2, "Target Folder", "", true}, Case{1, "To", "", false}, Case{0, "From", "", false},
+          Case{3, "From", "", false}}) {
+        SCOPED_TRACE(std::to_string(c.Row) + " " + c.Heading);
+        clsCsvTable fresh;
+        ASSERT_TRUE(fresh.Open(file).IsOk());
+        EXPECT_EQ(fresh.Cell(c.Row, c.Heading), c.Expected);
+        EXPECT_EQ(fresh.LastError().GetCode(),
+                  c.Found ? clsStatus::Code::Ok : clsStatus::Code::NotFound);
+    }
+}
+
+TEST(CsvTable, MissingOrDamagedFilesGiveAStatusAndWhatCouldBeRead) {
+    clsTempFolder temp;
+    clsCsvTable table;
+    EXPECT_EQ(table.Open(temp.Path() / "missing.csv").GetCode(), clsStatus::Code::NotFound);
+    EXPECT_EQ(table.RowCount(), 0);
+    EXPECT_EQ(table.ColumnCount(), 0);
+    EXPECT_EQ(table.Cell(1, "From"), "");
+    EXPECT_EQ(table.Open(temp.Path()).GetCode(), clsStatus::Code::NotFound);
+
+    std::ofstream(temp.Path() / "open.csv", std::ios::binary) << "From,To\na,\"b\nc,d\n";
+    EXPECT_EQ(table.Open(temp.Path() / "open.csv").GetCode(), clsStatus::Code::Corrupt);
+    EXPECT_EQ(table.RowCount(), 1);
+    EXPECT_EQ(table.Cell(1, "To"), "b\nc,d\n");
+
+    std::ofstream(temp.Path() / "empty.csv", std::ios::binary) << "";
+    EXPECT_TRUE(table.Open(temp.Path() / "empty.csv").IsOk());
+    EXPECT_EQ(table.RowCount(), 0);  // the rows of the damaged file are gone
+    EXPECT_FALSE(table.HasColumn("From"));
+}

@@ -1,0 +1,156 @@
+// What matched rules do to an item: filing once per folder, moves then copies, the copy marker,
+// a missing folder, read and importance, deletion once, and a forward at a real SMTP receiver.
+#include "EngineTestSupport.h"
+#include "mailhost/transport/SmtpReceiverPeer.h"
+
+namespace {
+
+clsRuleRecord RuleFor(std::string subject, std::vector<clsRuleAction> actions) {
+    clsRuleRecord rule;
+    rule.SubjectContains = std::move(subject);
+    rule.Actions = std::move(actions);
+    return rule;
+}
+
+}  // namespace
+
+TEST(Actions, FilingCopiesOncePerFolderAndCopiesTheMovedItem) {
+    clsEngineFixture f;
+    f.Start({"Inbox/X", "Inbox/Y"});
+    const std::string x = "\\\\Mailbox\\Inbox\\X";
+    const std::string y = "\\\\Mailbox\\Inbox\\Y";
+    f.AddRule(RuleFor("twice", {clsEngineFixture::FileTo(x, true)}));
+    f.AddRule(RuleFor("twice", {clsEngineFixture::FileTo("X", true)}));  // X by its name
+    f.AddRule(RuleFor("move", {clsEngineFixture::FileTo(x, false)}));
+    f.AddRule(RuleFor("move", {clsEngineFixture::FileTo(y, true)}));
+    f.AddRule(RuleFor("own", {clsEngineFixture::FileTo("\\\\Mailbox\\Inbox", true)}));
+    f.DeliverMail("copy twice");
+    f.DeliverMail("move then copy");
+    f.DeliverMail("own folder");
+    EXPECT_EQ(f.Engine->ProcessFolder(f.FolderAt("INBOX"), true, -1, 0), 3);
+
+    using Subjects = std::vector<std::string>;
+    EXPECT_EQ(f.Subjects("INBOX"), (Subjects{"copy twice", "own folder"}));
+    EXPECT_EQ(f.Subjects("INBOX/X"), (Subjects{"copy twice", "move then copy"}));
+    EXPECT_EQ(f.Subjects("INBOX/Y"), (Subjects{"move then copy"}));
+    EXPECT_EQ(f.LogText().find("Duplicate item"), std::string::npos);
+
+    const clsMailItem copy = *f.FolderAt("INBOX/Y").Items().Item(1);
+    ASSERT_TRUE(copy.FindUserProperty("RRCreated"));
+    EXPECT_EQ(copy.FindUserProperty("RRCreated")->Text, "true");
+    EXPECT_TRUE(f.Engine->AlreadyProcessed(copy));
+    EXPECT_TRUE(f.Engine->AlreadyProcessed(*f.FolderAt("INBOX/X").Items().Item(2)));
+    EXPECT_EQ(f.Engine->ProcessFolder(f.FolderAt("INBOX/Y"), true, -1, 0), 0);
+    EXPECT_EQ(f.Engine->ProcessFolder(f.FolderAt("INBOX/Y"), false, -1, 0), 1);
+    EXPECT_EQ(f.Subjects("INBOX/Y").size(), 1U);
+}
+
+TEST(Actions, ADuplicateIsNotCopiedAgain) {
+    clsEngineFixture f;
+    f.Start({"Inbox/X"});
+    f.AddRule(RuleFor("dup", {clsEngineFixture::FileTo("X", true)}));
+    clsMailItem item = f.DeliverMail("dup", "same body\n");
+    f.Engine->ProcessItem(item, false, false, "y");
+    f.Engine->ProcessItem(item, true, false, "y");
+    EXPECT_EQ(f.Subjects("INBOX/X").size(), 1U);
+    EXPECT_NE(f.LogText().find("Corvel->copyItem: Duplicate item (dup) not copied to folder X"),
+              std::string::npos);
+    clsMailItem other = f.DeliverMail("dup", "another body\n");
+    f.Engine->ProcessItem(other, false, false, "y");
+    EXPECT_EQ(f.Subjects("INBOX/X").size(), 2U) << "same subject, other body: not a duplicate";
+}
+
+TEST(Actions, AMissingFolderIsReportedOnceAndTheOtherActionsRun) {
+    clsEngineFixture f;
+    f.Start();
+    clsRuleAction missing = clsEngineFixture::FileTo("\\\\Mailbox\\Gone", false);
+    missing.MarkAsRead = true;
+    clsRuleAction again = clsEngineFixture::FileTo("\\\\Mailbox\\Gone", true);
+    again.ChangeImportanceTo = "h";
+    f.AddRule(RuleFor("lost", {missing, again}));
+    f.AddRule(RuleFor("", {}));  // a rule for every item, that does nothing
+    f.DeliverMail("lost mail", "The original text.\n");
+    f.Engine->ProcessFolder(f.FolderAt("INBOX"), true, -1, 0);
+
+    const clsMailItems inbox = f.FolderAt("INBOX").Items();
+    ASSERT_EQ(inbox.Count(), 2);
+    EXPECT_FALSE(inbox.Item(1)->UnRead());
+    EXPECT_EQ(inbox.Item(1)->GetImportance(), Importance::High);
+    const clsMailItem report = *inbox.Item(2);
+    EXPECT_EQ(report.Subject(), "Rule failed - couldn't locate folder \"\\\\Mailbox\\Gone\"");
+    std::string body = report.Body();  // composed with CRLF line ends
+    std::erase(body, '\r');
+    EXPECT_NE(body.find("The original text.\n\n\nThe above message could not be sorted.  "
+                        "Please check your configuration and the existence of the "
+                        "specified folder."),
+              std::string::npos)
+        << body;
+    EXPECT_NE(f.LogText().find("Corvel->ApplyAction: Couldn't find folder to copy to - "
+                               "\\\\Mailbox\\Gone"),
+              std::string::npos);
+    f.Engine->ProcessFolder(f.FolderAt("INBOX"), false, -1, 0);
+    clsMailItem filed = *f.FolderAt("INBOX").Items().Item(2);
+    f.Engine->ProcessIncomingItem(filed, false);
+    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 2) << "the report was matched";
+    EXPECT_TRUE(f.FolderAt("INBOX").Items().Item(2)->UnRead());
+}
+
+TEST(Actions, ImportanceLettersReadAndDeletion) {
+    clsEngineFixture f;
+    f.Start({"Inbox/Kept"});
+    struct {
+        const char* Letter;
+        Importance Expected;
+    } const letters[] = {
+        {"h", Importance::High}, {"L", Importance::Low}, {"x", Importance::Normal}};
+    for (const auto& c : letters) {
+        clsRuleAction action;
+        action.ChangeImportanceTo = c.Letter;
+        f.AddRule(RuleFor(std::string("letter ") + c.Letter, {action}));
+        clsMailItem item = f.DeliverMail(std::string("letter ") + c.Letter);
+        f.Engine->ProcessItem(item, false, false, "y");
+        const clsMailItems inbox = f.FolderAt("INBOX").Items();
+        EXPECT_EQ(inbox.Item(inbox.Count())->GetImportance(), c.Expected) << c.Letter;
+    }
+    clsRuleAction remove;
+    remove.Delete = true;
+    clsRuleAction read;
+    read.MarkAsRead = true;
+    f.AddRule(RuleFor("bin", {remove, read}));
+    clsRuleAction moveAndDelete = clsEngineFixture::FileTo("Kept", false);
+    moveAndDelete.Delete = true;
+    f.AddRule(RuleFor("keep", {moveAndDelete}));
+    f.DeliverMail("bin me");
+    f.DeliverMail("keep me");
+    f.Engine->ProcessFolder(f.FolderAt("INBOX"), true, -1, 0);
+    const auto trashID = f.Mapi().GetDefaultFolder(DefaultFolder::DeletedItems)->EntryID();
+    EXPECT_EQ(f.Subjects(trashID), (std::vector<std::string>{"bin me"}));
+    EXPECT_FALSE(f.FolderAt(trashID).Items().Item(1)->UnRead()) << "read before deletion";
+    EXPECT_EQ(f.Subjects("INBOX/Kept"), (std::vector<std::string>{"keep me"}));
+}
+
+TEST(Actions, AForwardArrivesAtARealSmtpReceiver) {
+    ASSERT_TRUE(clsTestCertificate::Shared().Made);
+    clsSmtpReceiverPeer peer({"starttls", "corvel", "right", {}});
+    ASSERT_NE(peer.Port(), 0);
+    clsEngineFixture f;
+    f.Start();
+    clsTransportSettings settings;
+    settings.Url = peer.Url("smtp");
+    settings.User = "corvel";
+    settings.PasswordCommand = "echo right";
+    settings.CaFile = clsTestCertificate::Shared().Certificate.string();
+    clsStatus status = clsStatus::Ok();
+    f.Mapi().SetTransport(MakeMailTransport(settings, status), {"Me", "me@example.org"});
+    clsRuleAction forward;
+    forward.ForwardTo = "boss@example.net";
+    f.AddRule(RuleFor("quarterly", {forward}));
+    f.DeliverMail("Quarterly figures", "Numbers.\n");
+    f.Engine->ProcessFolder(f.FolderAt("INBOX"), true, -1, 0);
+    const auto received = peer.Received();
+    ASSERT_EQ(received.size(), 1U);
+    EXPECT_EQ(received[0].Envelope,
+              (std::vector<std::string>{"me@example.org", "boss@example.net"}));
+    EXPECT_NE(received[0].Bytes.find("Subject: Fw: Quarterly figures"), std::string::npos);
+    EXPECT_NE(received[0].Bytes.find("Numbers."), std::string::npos);
+}

@@ -1,0 +1,299 @@
+// Export and import of the rule store, the checking of rule folders and the conversion of the
+// first-generation rule files, on engines started on Maildirs in temporary folders.
+#include "EngineTestSupport.h"
+#include "database/clsDbConnection.h"
+#include "foundation/clsZipArchive.h"
+
+namespace {
+
+const std::string kClients = "\\\\Mailbox\\Inbox\\Clients";
+
+// The rules in priority order as the rule list describes them, with what the description leaves
+// out: a group's name and a rule that is switched off.
+std::vector<std::string> RuleLines(classCorvel& engine) {
+    classRulesDatabase& db = engine.RulesDatabase();
+    std::vector<std::string> lines;
+    auto rs = db.GetRS("SELECT * FROM Rules ORDER BY Priority");
+    for (; rs && !rs->Eof(); rs->MoveNext()) {
+        clsRuleRecord rule;
+        db.ReadRuleFromCurrentRecord(*rs, rule);
+        std::string line = classRulesDatabase::RuleSingleLineDescription(rule);
+        if (auto group =
+                db.GetRS("SELECT Name FROM Groups WHERE ID=" + std::to_string(rule.GroupID));
+            group && !group->Eof()) {
+            line += " [" + group->Field("Name").AsText() + "]";
+        }
+        lines.push_back(line + (rule.Enabled ? "" : " (off)"));
+    }
+    return lines;
+}
+
+std::vector<std::string> BlockedSenders(classCorvel& engine) {
+    std::vector<std::string> senders;
+    auto rs = engine.RulesDatabase().GetRS("SELECT EmailAddress FROM [Spam Senders] ORDER BY 1");
+    for (; rs && !rs->Eof(); rs->MoveNext()) {
+        senders.push_back(rs->Field("EmailAddress").AsText());
+    }
+    return senders;
+}
+
+clsRuleRecord Rule(std::string from, std::vector<clsRuleAction> actions) {
+    clsRuleRecord rule;
+    rule.FromEmail = std::move(from);
+    rule.Actions = std::move(actions);
+    return rule;
+}
+
+// Three rules covering every field an export must carry, and two blocked senders.
+void AddSourceRules(clsEngineFixture& f) {
+    clsRuleAction read = clsEngineFixture::FileTo(kClients, false);
+    read.MarkAsRead = true;
+    f.AddRule(Rule("boss@example.com", {read}));
+    clsRuleRecord sent = Rule("", {clsEngineFixture::FileTo("Archive", true), {}});
+    sent.Actions[1].ForwardTo = "me@home.org";
+    sent.Actions[1].ChangeImportanceTo = "H";
+    sent.IncomingRule = false;
+    sent.ToEmail = "@client.org";
+    sent.SubjectContains = "Invoice, March";
+    f.AddRule(sent);
+    clsRuleRecord off = Rule("", {{}});
+    off.Actions[0].Delete = true;
+    off.BodyContains = "unsubscribe";
+    off.StopProcessing = true;
+    off.Enabled = false;
+    off.GroupID = f.Engine->RulesDatabase().GetGroupID("Newsletters");
+    f.AddRule(off);
+    for (const char* address : {"spam@example.org", "more@example.net"}) {
+        EXPECT_TRUE(f.Engine->AddJunkSenderEmail(address));
+    }
+}
+
+std::filesystem::path ImportFolder() {
+    const char* base = std::getenv("TMPDIR");
+    return std::filesystem::path(base && *base ? base : "/tmp") /
+           ("corvel-import-" + std::to_string(::getpid()));
+}
+
+bool StoresOpen(classCorvel& engine) {
+    return engine.RulesDatabase().IsOpen() && engine.cvFolderCache()->IsOpen();
+}
+
+}  // namespace
+
+TEST(Housekeeping, AnExportImportedIntoAnEmptyDataFolderGivesTheSameRules) {
+    clsEngineFixture source, empty;
+    source.Start({"Inbox/Clients", "Archive"});
+    AddSourceRules(source);
+    const std::filesystem::path archive = source.Folder.Path() / "rules.zip";
+    ASSERT_TRUE(source.Engine->ExportRulesToFile(archive));
+    EXPECT_TRUE(StoresOpen(*source.Engine));
+    EXPECT_NE(source.LogText().find("Message (Export Complete): Rules exported."),
+              std::string::npos);
+    ASSERT_EQ(RuleLines(*source.Engine).size(), 3u);
+
+    empty.Start();
+    ASSERT_TRUE(empty.Engine->ImportRulesFromFile(archive));
+    EXPECT_TRUE(StoresOpen(*empty.Engine));
+    EXPECT_EQ(RuleLines(*empty.Engine), RuleLines(*source.Engine));
+    EXPECT_EQ(BlockedSenders(*empty.Engine), BlockedSenders(*source.Engine));
+    EXPECT_NE(empty.LogText().find("Corvel->ImportRulesFromFile: Importing from  " +
+                                   archive.string() + "\n"),
+              std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(ImportFolder()));
+
+    // A second import finds every rule and sender there already.
+    ASSERT_TRUE(empty.Engine->ImportRulesFromFile(archive));
+    EXPECT_EQ(RuleLines(*empty.Engine), RuleLines(*source.Engine));
+    EXPECT_EQ(BlockedSenders(*empty.Engine).size(), 2u);
+
+    EXPECT_FALSE(source.Engine->ExportRulesToFile(source.Folder.Path() / "no" / "rules.zip"));
+    EXPECT_NE(source.LogText().find("Message (Export Failed): Error:\n"), std::string::npos);
+    EXPECT_TRUE(StoresOpen(*source.Engine));
+}
+
+TEST(Housekeeping, AnImportMergesWithTheRulesThereAndMatchesGroupsByName) {
+    clsEngineFixture source, target;
+    source.Start({"Inbox/Clients", "Archive"});
+    AddSourceRules(source);
+    const std::filesystem::path archive = source.Folder.Path() / "rules.zip";
+    ASSERT_TRUE(source.Engine->ExportRulesToFile(archive));
+
+    target.Start();
+    clsRuleRecord own = Rule("mum@example.net", {clsEngineFixture::FileTo("Family", false)});
+    own.GroupID = target.Engine->RulesDatabase().GetGroupID("Family");  // takes the ID 1
+    own.Priority = 50;  // above every ID: new rules still come after it
+    target.AddRule(own);
+    clsRuleAction read = clsEngineFixture::FileTo(kClients, false);
+    read.MarkAsRead = true;
+    target.AddRule(Rule("boss@example.com", {read}));  // as the source's first rule
+    ASSERT_TRUE(target.Engine->AddJunkSenderEmail("SPAM@example.org"));
+    std::vector<std::string> expected = RuleLines(*target.Engine);
+
+    ASSERT_TRUE(target.Engine->ImportRulesFromFile(archive));
+    const std::vector<std::string> imported = RuleLines(*source.Engine);
+    expected.insert(expected.end(), imported.begin() + 1, imported.end());
+    EXPECT_EQ(RuleLines(*target.Engine), expected);
+    EXPECT_EQ(BlockedSenders(*target.Engine),
+              (std::vector<std::string>{"more@example.net", "SPAM@example.org"}));
+}
+
+TEST(Housekeeping, AnArchiveWithoutARulesDatabaseIsRefusedAndChangesNothing) {
+    clsEngineFixture f;
+    f.Start({"Inbox/Clients", "Archive"});
+    AddSourceRules(f);
+    const std::vector<std::string> rules = RuleLines(*f.Engine);
+    const std::filesystem::path files = f.Folder.Path() / "files";
+    std::filesystem::create_directory(files);
+    std::ofstream(files / "note.txt") << "not rules";
+    clsDbConnection other;
+    ASSERT_TRUE(other.Open(files / "other.sqlite", true).IsOk());
+    ASSERT_TRUE(other.ExecuteNative("CREATE TABLE Things (Name TEXT)").IsOk());
+    other.Close();
+
+    struct Case {
+        std::string Name, Inside;
+        std::filesystem::path File;
+    };
+    for (const Case& c : {Case{"other name", "Notes.mdb", files / "note.txt"},
+                          Case{"text as database", "Rules.mdb", files / "note.txt"},
+                          Case{"other database", "Rules.mdb", files / "other.sqlite"},
+                          Case{"not an archive", "", files / "note.txt"}}) {
+        SCOPED_TRACE(c.Name);
+        std::filesystem::path archive = c.File;
+        if (!c.Inside.empty()) {
+            archive = f.Folder.Path() / (c.Name + ".zip");
+            ASSERT_TRUE(clsZipArchive(archive).Write({{c.Inside, c.File}}).IsOk());
+        }
+        EXPECT_FALSE(f.Engine->ImportRulesFromFile(archive));
+        EXPECT_NE(
+            f.LogText().find("Message (Import Failed): Invalid import file:\n" + archive.string()),
+            std::string::npos);
+        EXPECT_EQ(RuleLines(*f.Engine), rules);
+        EXPECT_EQ(BlockedSenders(*f.Engine).size(), 2u);
+        EXPECT_TRUE(StoresOpen(*f.Engine));
+        EXPECT_FALSE(std::filesystem::exists(ImportFolder()));
+    }
+}
+
+TEST(Housekeeping, VerifyRulesLogsEachFolderThatIsMissing) {
+    clsEngineFixture f;
+    f.Start({"Inbox/Clients"});
+    f.AddRule(Rule("a@example.org", {clsEngineFixture::FileTo(kClients, false)}));
+    const std::int32_t gone = f.AddRule(
+        Rule("b@example.org", {clsEngineFixture::FileTo("Clients", true),
+                               clsEngineFixture::FileTo("\\\\Mailbox\\Inbox\\Gone", false)}));
+    f.AddRule(Rule("c@example.org", {{}}));
+    EXPECT_EQ(f.Engine->VerifyRules(), 1);
+    const std::string log = f.LogText();
+    EXPECT_NE(
+        log.find("Corvel->VerifyRule: Folder not found - \\\\Mailbox\\Inbox\\Gone (rule ID = " +
+                 std::to_string(gone) + ")"),
+        std::string::npos);
+    EXPECT_EQ(log.find("Folder not found - \\\\Mailbox\\Inbox\\Clients"), std::string::npos);
+    f.MakeFolder("Inbox/Gone");
+    f.Engine->cvFolderCache()->BuildFolderCache();
+    EXPECT_EQ(f.Engine->VerifyRules(), 0);
+}
+
+TEST(Housekeeping, FirstGenerationFilesAreConvertedOnceAnyOfThemHoldsTwoRows) {
+    const std::string heading =
+        "From,To,Including this text in subject,Including this text in body,Stop Processing?,"
+        "Target Folder,Copy or Move,Mark as read\r\n";
+    const std::string ann =
+        "ann@example.org,,\"Invoice, March\",,True,\"\\\\Mailbox\\Inbox\\Clients\",C,yes\r\n";
+    const std::string bob = "bob@example.org,,,\"say \"\"hi\"\"\",,Archive,M,\r\n";
+    const std::string sent = ",@client.org,,,,Archive,,1\r\n";
+    const std::string annLine =
+        "On arrival, if from ann@example.org if the subject contains invoice, march copy to " +
+        kClients + ", mark as read and stop processing.";
+    const std::string bobLine =
+        "On arrival, if from bob@example.org if the message contains say \"hi\" move to Archive";
+    const std::string sentLine = "On sending, if to @client.org move to Archive, mark as read";
+    struct Case {
+        std::string Name, Marker, Incoming, Outgoing, Junk;
+        std::vector<std::string> Rules;
+        size_t Senders;
+        std::string MarkerAfter;
+    };
+    for (const Case& c : {
+             Case{"one row each",
+                  "1",
+                  heading + ann,
+                  heading + sent,
+                  "Email Address\r\na@x.org\r\n",
+                  {},
+                  0,
+                  "1"},
+             Case{"two incoming rows",
+                  "1",
+                  heading + ann + bob,
+                  heading + sent,
+                  "Email Address\r\na@x.org\r\n",
+                  {annLine, bobLine, sentLine},
+                  1,
+                  "3"},
+             Case{"two junk rows",
+                  "1",
+                  heading + ann,
+                  heading + sent,
+                  "Email Address\r\na@x.org\r\n b@x.org \r\n",
+                  {annLine, sentLine},
+                  2,
+                  "3"},
+             Case{"no marker", "", heading + ann + bob, heading + sent, "", {}, 0, ""},
+             Case{"a column missing",
+                  "1",
+                  "From,To\r\na@x.org,\r\nb@x.org,\r\n",
+                  heading + sent,
+                  "",
+                  {sentLine},
+                  0,
+                  "1"},
+         }) {
+        SCOPED_TRACE(c.Name);
+        clsEngineFixture f;
+        std::filesystem::create_directories(f.DataFolder);
+        std::ofstream(f.DataFolder / "Incoming Mail.csv", std::ios::binary) << c.Incoming;
+        std::ofstream(f.DataFolder / "Outgoing Mail.csv", std::ios::binary) << c.Outgoing;
+        std::ofstream(f.DataFolder / "Junk Mail.csv", std::ios::binary) << c.Junk;
+        if (!c.Marker.empty()) {
+            f.Settings.SaveText("Rules", "Version", c.Marker);
+        }
+        f.Start({"Inbox/Clients", "Archive"});
+        EXPECT_EQ(RuleLines(*f.Engine), c.Rules);
+        EXPECT_EQ(BlockedSenders(*f.Engine).size(), c.Senders);
+        EXPECT_EQ(f.Settings.ReadText("Rules", "Version", ""), c.MarkerAfter);
+        // Starting again converts nothing twice.
+        f.Engine.reset();
+        f.Start();
+        EXPECT_EQ(RuleLines(*f.Engine), c.Rules);
+        EXPECT_EQ(BlockedSenders(*f.Engine).size(), c.Senders);
+    }
+}
+
+TEST(Housekeeping, AConversionLogsItsCountsAndKeepsARecordOfTheRows) {
+    clsEngineFixture f;
+    std::filesystem::create_directories(f.DataFolder);
+    std::ofstream(f.DataFolder / "Incoming Mail.csv")
+        << "From,To,Including this text in subject,Including this text in body,Stop Processing?,"
+           "Target Folder,Copy or Move,Mark as read\n,,,,,,,\na@x.org,,,,,Archive,,\nb@x.org,,,,,"
+           "Archive,,\n";
+    std::ofstream(f.DataFolder / "Junk Mail.csv") << "Email Address\nspam@x.org\n";
+    f.Settings.SaveText("Rules", "Version", "1");
+    f.Start({"Archive"});
+    const std::string log = f.LogText();
+    for (const char* line :
+         {"   3 incoming rules loaded.\n", "   0 outgoing rules loaded.\n",
+          "   1 junk address loaded.\n",
+          "   Corvel->ConvertRulesv1tov3: Converting rules to version 3\n",
+          "   Corvel->ConvertJunkAddressesv1tov3: 1 junk senders imported to database\n",
+          "   Corvel->ConvertRulesv1tov3: Rules converted successfully\n"}) {
+        EXPECT_NE(log.find(line), std::string::npos) << line;
+    }
+    EXPECT_EQ(RuleLines(*f.Engine).size(), 2u);  // the blank row is no rule
+    EXPECT_EQ(ReadLines(f.DataFolder / "Converted Incoming Mail.csv"),
+              (std::vector<std::string>{"Key,FromEmail,ToEmail,SubjectContains,BodyContains,"
+                                        "StopProcessing,TargetFolder,Copy,MarkAsRead,RuleID\r",
+                                        "1,,,,,,,,,\r", "2,a@x.org,,,,,Archive,,,1\r",
+                                        "3,b@x.org,,,,,Archive,,,2\r"}));
+}

@@ -1,0 +1,298 @@
+// Auto-reply templates on a real Maildir, and replies sent through a real SMTP receiver: every
+// field filled in both of its written forms, values escaped in HTML, nothing sent on failure.
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+
+#include "mailhost/MailhostTestSupport.h"
+#include "mailhost/clsMailItems.h"
+#include "mailhost/mime/clsMimeMessage.h"
+#include "mailhost/transport/SmtpReceiverPeer.h"
+#include "services/classAutoReply.h"
+
+// gtest finds it by the argument's namespace: failures then show "3 Fancy", not bytes.
+void PrintTo(const clsTemplateSummary& summary, std::ostream* out) {
+    *out << summary.ID << " " << summary.Description;
+}
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Sets TZ for one test, so local times are known; the old value comes back afterwards.
+class clsTimeZone {
+public:
+    explicit clsTimeZone(const char* zone) {
+        const char* old = std::getenv("TZ");
+        mOld = old != nullptr ? std::optional<std::string>(old) : std::nullopt;
+        ::setenv("TZ", zone, 1);
+        ::tzset();
+    }
+    ~clsTimeZone() {
+        if (mOld) {
+            ::setenv("TZ", mOld->c_str(), 1);
+        } else {
+            ::unsetenv("TZ");
+        }
+        ::tzset();
+    }
+    clsTimeZone(const clsTimeZone&) = delete;
+    clsTimeZone& operator=(const clsTimeZone&) = delete;
+
+private:
+    std::optional<std::string> mOld;
+};
+
+// "CET-1": one hour east of UTC all year, no summer time.
+constexpr const char* kZone = "CET-1";
+// 2023-11-14 22:13:20 UTC, 23:13:20 in kZone.
+constexpr std::time_t kReceivedAt = 1700000000;
+
+// Today in kZone as dd/mm/yyyy, worked out from the calendar rather than by strftime.
+std::string TodayInZone() {
+    const std::chrono::year_month_day day{
+        std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now() + 1h)};
+    char text[16];
+    std::snprintf(text, sizeof text, "%02u/%02u/%04d", static_cast<unsigned>(day.day()),
+                  static_cast<unsigned>(day.month()), static_cast<int>(day.year()));
+    return text;
+}
+
+std::string WithoutCr(std::string text) {
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    return text;
+}
+
+struct clsAutoReplyFixture : clsMailFixture {
+    clsAutoReplyFixture() {
+        OpenStore();
+        AutoReply = std::make_unique<classAutoReply>(*Mapi, Log);
+    }
+    std::unique_ptr<classAutoReply> AutoReply;
+
+    // A received message in the Inbox, received at kReceivedAt.
+    clsMailItem Received(const std::string& from, const std::string& subject) {
+        const std::string name = "in" + std::to_string(++mReceived) + ".A.host";
+        Deliver(Root, name,
+                "From: " + from + "\nTo: me@example.org\nSubject: " + subject + "\n\nHello.\n");
+        SetTime(Root / "new" / name, kReceivedAt);
+        return *Mapi->GetItemFromID("INBOX/" + name);
+    }
+    // Sends without TLS or AUTH to the receiver on 127.0.0.1.
+    void UseSmtp(const clsSmtpReceiverPeer& peer) {
+        clsTransportSettings settings;
+        settings.Url = peer.Url("smtp");
+        settings.RequireTls = false;
+        settings.Timeout = 10s;
+        clsStatus status = clsStatus::Ok();
+        auto transport = MakeMailTransport(settings, status);
+        ASSERT_TRUE(transport) << status.Description();
+        Mapi->SetTransport(std::move(transport), {"Me", "me@example.org", RecipientKind::To});
+    }
+
+private:
+    int mReceived = 0;
+};
+
+// What the received message of the sending tests gives each field, as text and inside HTML.
+struct clsFieldCase {
+    std::string Name, Plain, Html;
+};
+const std::string kHostileName = "<script>Ann & Co</script>";
+const std::string kSubject = "Q3 <numbers> & \"totals\" <-[DateNow]->";
+
+std::vector<clsFieldCase> FieldCases() {
+    return {{"SenderName", kHostileName, "&lt;script&gt;Ann &amp; Co&lt;/script&gt;"},
+            {"SenderEmail", "ann@example.org", "ann@example.org"},
+            {"ReceivedSubject", kSubject,
+             "Q3 &lt;numbers&gt; &amp; &quot;totals&quot; &lt;-[DateNow]-&gt;"},
+            {"ReceivedTime", "14/11/2023 23:13:20", "14/11/2023 23:13:20"},
+            {"DateNow", TodayInZone(), TodayInZone()}};
+}
+
+// Each field in both forms, then a field written twice, and forms that are no field at all.
+std::string TemplateText(bool html, const std::vector<clsFieldCase>& cases, bool filled) {
+    std::string text;
+    for (const clsFieldCase& c : cases) {
+        const std::string plain = filled ? (html ? c.Html : c.Plain) : "<-[" + c.Name + "]->";
+        const std::string escaped =
+            filled ? (html ? c.Html : c.Plain) : "&lt;-[" + c.Name + "]-&gt;";
+        text += c.Name + "=" + plain + "|" + escaped + (html ? "<br>\n" : "\n");
+    }
+    const std::string name = filled ? (html ? cases[0].Html : cases[0].Plain) : "<-[SenderName]->";
+    return text + "Twice: " + name + name + "\nLeft: <-[sendername]-> <-[SenderName] [DateNow]->\n";
+}
+
+}  // namespace
+
+TEST(AutoReplyTemplates, AreCreatedListedDescribedAndDeletedForGood) {
+    clsAutoReplyFixture f;
+    EXPECT_NE(f.LogText().find("Autoreply: Initialise"), std::string::npos);
+    EXPECT_TRUE(f.AutoReply->Templates().empty());
+    const auto folder = f.AutoReply->TemplateFolder();
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(folder->FolderPath(), "\\\\Mailbox\\Autoreply Templates (Corvel)");
+    ASSERT_TRUE(f.AutoReply->TemplateFolder()) << "found again, not made twice";
+    const std::vector<clsMailFolder> top = f.Mapi->Folders().front().Folders();
+    EXPECT_EQ(std::count_if(top.begin(), top.end(),
+                            [](const clsMailFolder& each) {
+                                return each.Name() == classAutoReply::kTemplateFolderName;
+                            }),
+              1);
+
+    struct Case {
+        std::string Subject, Body;
+        bool Html;
+        std::string ExpectedText, ExpectedHtml;
+    };
+    const std::vector<Case> cases = {
+        {"Away", "Back on Monday.\nAnn", false, "Back on Monday.\nAnn\n", ""},
+        {"Grüße", "Bin im Urlaub, <-[SenderName]->.", false, "Bin im Urlaub, <-[SenderName]->.\n",
+         ""},
+        {"Fancy", "<p>Thanks &lt;-[SenderName]-&gt;</p><p>Bye</p>", true,
+         "Thanks <-[SenderName]->\nBye", "<p>Thanks &lt;-[SenderName]-&gt;</p><p>Bye</p>\n"}};
+    for (size_t i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(cases[i].Subject);
+        const std::int32_t id = static_cast<std::int32_t>(i + 1);
+        ASSERT_EQ(f.AutoReply->CreateTemplate(cases[i].Subject, cases[i].Body, cases[i].Html), id);
+        EXPECT_EQ(f.AutoReply->TemplateDescription(id), cases[i].Subject);
+        const auto item = f.AutoReply->Template(id);
+        ASSERT_TRUE(item);
+        EXPECT_EQ(WithoutCr(item->Body()).substr(0, cases[i].ExpectedText.size()),
+                  cases[i].ExpectedText);
+        EXPECT_EQ(WithoutCr(f.AutoReply->TemplateHTMLBody(id)), cases[i].ExpectedHtml);
+    }
+    EXPECT_EQ(f.AutoReply->Templates(),
+              (std::vector<clsTemplateSummary>{{1, "Away"}, {2, "Grüße"}, {3, "Fancy"}}));
+    EXPECT_EQ(f.AutoReply->TemplateDescription(9), "");
+    EXPECT_FALSE(f.AutoReply->Template(9));
+
+    ASSERT_TRUE(f.AutoReply->DeleteTemplate(2));
+    EXPECT_FALSE(f.AutoReply->DeleteTemplate(2));
+    EXPECT_NE(f.LogText().find("Autoreply->DeleteTemplate (2)"), std::string::npos);
+    EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::DeletedItems)->Items().Count(), 0)
+        << "a template is removed, not put in Deleted Items";
+    EXPECT_EQ(folder->Items().Count(), 2);
+    EXPECT_EQ(f.AutoReply->Templates(),
+              (std::vector<clsTemplateSummary>{{1, "Away"}, {3, "Fancy"}}));
+}
+
+TEST(AutoReplyTemplates, NewIDsGrowFromTheLargestInUse) {
+    clsAutoReplyFixture f;
+    for (const char* subject : {"one", "two", "three"}) {
+        f.AutoReply->CreateTemplate(subject, "text");
+    }
+    ASSERT_TRUE(f.AutoReply->DeleteTemplate(2));
+    EXPECT_EQ(f.AutoReply->CreateTemplate("four", "text"), 4) << "not the count plus one";
+    ASSERT_TRUE(f.AutoReply->DeleteTemplate(4));
+    ASSERT_TRUE(f.AutoReply->DeleteTemplate(3));
+    EXPECT_EQ(f.AutoReply->CreateTemplate("again", "text"), 2) << "not a counter that only grows";
+}
+
+TEST(AutoReplyTemplates, ItemsWithoutAUsableIDAreNoTemplates) {
+    clsAutoReplyFixture f;
+    const clsMailFolder folder = *f.AutoReply->TemplateFolder();
+    const auto directory = f.Root / ".Autoreply Templates (Corvel)";
+    for (const char* value : {"", "x7", "7x", "-3", "0", "99999999999"}) {
+        Deliver(directory, std::string("odd") + value + ".A.host", TestMessage(value));
+    }
+    const clsMailItems items = folder.Items();
+    for (long i = 1; i <= items.Count(); ++i) {
+        clsMailItem item = *items.Item(i);
+        const std::string value = item.Subject();
+        if (!value.empty()) {
+            item.AddUserProperty(classAutoReply::kTemplateIDProperty,
+                                 {UserPropertyType::Text, value});
+            ASSERT_TRUE(item.Save());
+        }
+    }
+    EXPECT_TRUE(f.AutoReply->Templates().empty());
+    EXPECT_EQ(f.AutoReply->CreateTemplate("real", "text"), 1);
+    EXPECT_EQ(f.AutoReply->Templates(), (std::vector<clsTemplateSummary>{{1, "real"}}));
+}
+
+TEST(AutoReplySending, FillsEveryFieldInBothFormsAndEscapesValuesInHtml) {
+    ASSERT_TRUE(clsTestCertificate::Shared().Made);
+    const clsTimeZone zone(kZone);
+    clsSmtpReceiverPeer peer({"none", "", "", {}});
+    ASSERT_NE(peer.Port(), 0);
+    clsAutoReplyFixture f;
+    f.UseSmtp(peer);
+    const std::vector<clsFieldCase> cases = FieldCases();
+    const std::int32_t plainID = f.AutoReply->CreateTemplate(
+        "Re: <-[ReceivedSubject]-> (<-[sendername]->)", TemplateText(false, cases, false));
+    const std::int32_t htmlID =
+        f.AutoReply->CreateTemplate("HTML", TemplateText(true, cases, false), true);
+    const clsMailItem received = f.Received("\"" + kHostileName + "\" <ann@example.org>", kSubject);
+
+    ASSERT_TRUE(f.AutoReply->SendAutoreply(received, plainID));
+    ASSERT_TRUE(f.AutoReply->SendAutoreply(received, htmlID));
+
+    const std::vector<clsReceivedMessage> sent = peer.Received();
+    ASSERT_EQ(sent.size(), 2U);
+    EXPECT_EQ(sent[0].Envelope, (std::vector<std::string>{"me@example.org", "ann@example.org"}));
+    EXPECT_NE(sent[0].Bytes.find("\r\nAuto-Submitted: auto-replied\r\n"), std::string::npos);
+    const clsMimeMessage plain = clsMimeMessage::Parse(sent[0].Bytes);
+    EXPECT_EQ(plain.Subject(), "Re: " + kSubject + " (<-[sendername]->)");
+    EXPECT_EQ(WithoutCr(plain.Body()), TemplateText(false, cases, true));
+    EXPECT_EQ(clsMimeMessage::HTMLPart(sent[0].Bytes), "") << "a plain template stays plain";
+
+    const std::string html = WithoutCr(clsMimeMessage::HTMLPart(sent[1].Bytes));
+    EXPECT_EQ(html, TemplateText(true, cases, true));
+    EXPECT_EQ(html.find("<script>"), std::string::npos);
+    EXPECT_NE(f.LogText().find("Autoreply sent successfully to ann@example.org"),
+              std::string::npos);
+}
+
+TEST(AutoReplySending, FillsATemplateThatAnHtmlEditorStored) {
+    ASSERT_TRUE(clsTestCertificate::Shared().Made);
+    const clsTimeZone zone(kZone);
+    clsSmtpReceiverPeer peer({"none", "", "", {}});
+    clsAutoReplyFixture f;
+    f.UseSmtp(peer);
+    const clsMailFolder folder = *f.AutoReply->TemplateFolder();
+    // HTML only, quoted-printable with a soft line break inside a marker.
+    Deliver(
+        f.Root / ".Autoreply Templates (Corvel)", "editor.A.host",
+        "From: me@example.org\nSubject: From the editor\nMIME-Version: 1.0\n"
+        "Content-Type: text/html; charset=utf-8\nContent-Transfer-Encoding: quoted-printable\n"
+        "\n<html><body><p>Hi &lt;-[Sender=\nName]-&gt;, =C3=A0 bient=C3=B4t</p></body></html>\n");
+    clsMailItem stored = *folder.Items().Item(1);
+    stored.AddUserProperty(classAutoReply::kTemplateIDProperty, {UserPropertyType::Text, "7"});
+    ASSERT_TRUE(stored.Save());
+
+    ASSERT_TRUE(f.AutoReply->SendAutoreply(
+        f.Received("\"" + kHostileName + "\" <ann@example.org>", "hello"), 7));
+    const std::vector<clsReceivedMessage> sent = peer.Received();
+    ASSERT_EQ(sent.size(), 1U);
+    const clsMimeMessage reply = clsMimeMessage::Parse(sent[0].Bytes);
+    EXPECT_EQ(reply.Subject(), "From the editor");
+    EXPECT_EQ(WithoutCr(clsMimeMessage::HTMLPart(sent[0].Bytes)),
+              "<html><body><p>Hi &lt;script&gt;Ann &amp; Co&lt;/script&gt;, à bientôt</p>"
+              "</body></html>\n");
+    EXPECT_EQ(WithoutCr(reply.Body()).rfind("Hi <script>Ann & Co</script>, à bientôt", 0), 0U)
+        << reply.Body();
+}
+
+TEST(AutoReplySending, SendsNothingWithoutATemplateOrASenderAddress) {
+    ASSERT_TRUE(clsTestCertificate::Shared().Made);
+    clsSmtpReceiverPeer peer({"none", "", "", {}});
+    clsAutoReplyFixture f;
+    f.UseSmtp(peer);
+    const std::int32_t id = f.AutoReply->CreateTemplate("Away", "Back soon.");
+    struct Case {
+        std::string From;
+        std::int32_t ID;
+        std::string Logged;
+    };
+    for (const Case& c :
+         {Case{"ann@example.org", 99, "there is no template 99"},
+          Case{"Nobody at all", id, "no sender address"}, Case{"<>", id, "no sender address"}}) {
+        SCOPED_TRACE(c.From);
+        EXPECT_FALSE(f.AutoReply->SendAutoreply(f.Received(c.From, "hi"), c.ID));
+        EXPECT_NE(f.LogText().find(c.Logged), std::string::npos);
+    }
+    EXPECT_NE(f.LogText().find("Autoreply->SendAutoReply"), std::string::npos);
+    EXPECT_TRUE(peer.Received().empty());
+    EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::SentMail)->Items().Count(), 0);
+}
