@@ -225,6 +225,7 @@ std::vector<clsRuleAction> classRulesDatabase::ReadActions(std::string_view sql)
         clsRuleAction& action = actions.emplace_back();
         ReadActionFromCurrentRecord(*rs, action);
         action.ActionID = static_cast<std::int32_t>(rs->Field("ID").AsLong());
+        action.RuleID = static_cast<std::int32_t>(rs->Field("RuleID").AsLong());
     }
     return actions;
 }
@@ -248,8 +249,17 @@ std::vector<clsRuleAction> classRulesDatabase::GetRuleActions(
     if (collected.empty()) {
         return {};
     }
-    return ReadActions("SELECT * FROM RuleActions WHERE RuleID IN (" + JoinIDs(collected, ", ") +
-                       ");");
+    std::vector<clsRuleAction> actions = ReadActions("SELECT * FROM RuleActions WHERE RuleID IN (" +
+                                                     JoinIDs(collected, ", ") + ");");
+    // The rows come in stored order; the rules act in priority order, each rule's own actions in
+    // their stored order.
+    const auto rank = [&collected](const clsRuleAction& action) {
+        return std::find(collected.begin(), collected.end(), action.RuleID) - collected.begin();
+    };
+    std::stable_sort(
+        actions.begin(), actions.end(),
+        [&rank](const clsRuleAction& a, const clsRuleAction& b) { return rank(a) < rank(b); });
+    return actions;
 }
 
 std::string classRulesDatabase::RuleSingleLineDescription(const clsRuleRecord& rule) {

@@ -8,6 +8,7 @@
 
 struct clsRuleAction {
     std::int32_t ActionID = 0;  // RuleActions.ID; 0 = not yet stored
+    std::int32_t RuleID = 0;    // the rule it belongs to, as read back; 0 = not yet stored
     bool Copy = false;          // with a TargetFolder: copy (true) or move (false)
     std::string TargetFolder;   // folder path; empty = no move or copy
     bool Delete = false;

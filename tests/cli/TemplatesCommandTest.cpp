@@ -1,39 +1,8 @@
 // `corvel templates` end to end on the binary: templates made, listed, shown and deleted in the
 // profile's Maildir, and mistakes reported with what to do.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
+#include "CliTestSupport.h"
 
-#include "support/TestSupport.h"
-
-namespace {
-
-class TemplatesCommand : public testing::Test {
-protected:
-    struct clsRun {
-        int ExitCode;
-        std::string Out, Err;
-    };
-    clsRun Run(const std::vector<std::string>& args) {
-        std::string line = "XDG_CONFIG_HOME='" + (mFolder.Path() / "config").string() +
-                           "' XDG_DATA_HOME='" + (mFolder.Path() / "data").string() + "' " +
-                           CORVEL_BINARY;
-        for (const std::string& arg : args) {
-            std::string quoted;
-            for (char c : arg) {
-                quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-            }
-            line += " '" + quoted + "'";
-        }
-        const auto out = mFolder.Path() / "out", err = mFolder.Path() / "err";
-        const int status =
-            std::system((line + " >'" + out.string() + "' 2>'" + err.string() + "'").c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadWholeFile(out),
-                ReadWholeFile(err)};
-    }
-    clsTempFolder mFolder;
-};
-
-}  // namespace
+class TemplatesCommand : public clsCorvelCommandTest {};
 
 TEST_F(TemplatesCommand, CreatesListsShowsAndDeletesTemplates) {
     const std::filesystem::path html = mFolder.Path() / "reply.html";

@@ -141,11 +141,11 @@ TEST(RulesDatabaseDeleteRule, RemovesTheRuleAndItsActionsOnly) {
     EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "1");
 }
 
-TEST(RulesDatabaseGetRuleActions, StopsAfterTheFirstStoppingRuleByPriority) {
+TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRule) {
     clsDatabaseFixture f;
     ASSERT_TRUE(f.Open());
     std::vector<std::int32_t> ids;
-    for (int priority : {3, 1, 2}) {
+    for (int priority : {3, 2, 1}) {  // stored in the reverse of their priority order
         clsRuleRecord rule = Rule("p" + std::to_string(priority) + "@x.org", "",
                                   {MoveTo("Folder" + std::to_string(priority))});
         rule.Priority = priority;
@@ -157,7 +157,6 @@ TEST(RulesDatabaseGetRuleActions, StopsAfterTheFirstStoppingRuleByPriority) {
     for (const clsRuleAction& action : f.Db.GetRuleActions(ids)) {
         folders.push_back(action.TargetFolder);
     }
-    std::sort(folders.begin(), folders.end());
     EXPECT_EQ(folders, (std::vector<std::string>{"Folder1", "Folder2"}));
     EXPECT_EQ(f.Db.GetRuleActions({ids[0]}).size(), 1U);
     EXPECT_TRUE(f.Db.GetRuleActions({}).empty());

@@ -1,7 +1,9 @@
 // What matched rules do to an item: filing once per folder, moves then copies, the copy marker,
-// a missing folder, read and importance, deletion once, and a forward at a real SMTP receiver.
+// a missing folder, read and importance, deletion once, and a forward and an auto-reply at a real
+// SMTP receiver.
 #include "EngineTestSupport.h"
 #include "mailhost/transport/SmtpReceiverPeer.h"
+#include "services/classAutoReply.h"
 
 namespace {
 
@@ -129,12 +131,14 @@ TEST(Actions, ImportanceLettersReadAndDeletion) {
     EXPECT_EQ(f.Subjects("INBOX/Kept"), (std::vector<std::string>{"keep me"}));
 }
 
-TEST(Actions, AForwardArrivesAtARealSmtpReceiver) {
+TEST(Actions, AForwardAndAnAutoReplyArriveAtARealSmtpReceiver) {
     ASSERT_TRUE(clsTestCertificate::Shared().Made);
     clsSmtpReceiverPeer peer({"starttls", "corvel", "right", {}});
     ASSERT_NE(peer.Port(), 0);
     clsEngineFixture f;
-    f.Start();
+    f.Start({}, [](clsMailNamespace& mapi, clsLogFile& log) {
+        return std::make_unique<classAutoReply>(mapi, log);
+    });
     clsTransportSettings settings;
     settings.Url = peer.Url("smtp");
     settings.User = "corvel";
@@ -142,15 +146,21 @@ TEST(Actions, AForwardArrivesAtARealSmtpReceiver) {
     settings.CaFile = clsTestCertificate::Shared().Certificate.string();
     clsStatus status = clsStatus::Ok();
     f.Mapi().SetTransport(MakeMailTransport(settings, status), {"Me", "me@example.org"});
+    const std::int32_t reply = static_cast<classAutoReply*>(f.Engine->AutoReply())
+                                   ->CreateTemplate("Away", "Dear <-[SenderName]->, back soon.");
     clsRuleAction forward;
     forward.ForwardTo = "boss@example.net";
+    forward.AutoReply = std::to_string(reply);
     f.AddRule(RuleFor("quarterly", {forward}));
     f.DeliverMail("Quarterly figures", "Numbers.\n");
     f.Engine->ProcessFolder(f.FolderAt("INBOX"), true, -1, 0);
     const auto received = peer.Received();
-    ASSERT_EQ(received.size(), 1U);
+    ASSERT_EQ(received.size(), 2U);
     EXPECT_EQ(received[0].Envelope,
+              (std::vector<std::string>{"me@example.org", "ann@example.org"}));
+    EXPECT_NE(received[0].Bytes.find("Dear Ann Example, back soon."), std::string::npos);
+    EXPECT_EQ(received[1].Envelope,
               (std::vector<std::string>{"me@example.org", "boss@example.net"}));
-    EXPECT_NE(received[0].Bytes.find("Subject: Fw: Quarterly figures"), std::string::npos);
-    EXPECT_NE(received[0].Bytes.find("Numbers."), std::string::npos);
+    EXPECT_NE(received[1].Bytes.find("Subject: Fw: Quarterly figures"), std::string::npos);
+    EXPECT_NE(received[1].Bytes.find("Numbers."), std::string::npos);
 }

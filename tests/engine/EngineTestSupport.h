@@ -80,12 +80,7 @@ struct clsEngineFixture : clsTestEnvironment {
         return Mapi().CreateItem();
     }
     std::vector<std::string> Subjects(std::string_view folderID) {
-        std::vector<std::string> subjects;
-        const clsMailItems items = FolderAt(folderID).Items();
-        for (long i = 1; i <= items.Count(); ++i) {
-            subjects.push_back(items.Item(i)->Subject());
-        }
-        return subjects;
+        return SubjectsOf(FolderAt(folderID));
     }
     std::int32_t AddRule(clsRuleRecord rule) {
         EXPECT_TRUE(Engine->RulesDatabase().AddUpdateRule(rule));

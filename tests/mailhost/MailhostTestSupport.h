@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "mailhost/clsMailItems.h"
 #include "mailhost/clsMailNamespace.h"
 #include "mailhost/maildir/clsMaildirStore.h"
 #include "support/TestSupport.h"
@@ -30,6 +31,16 @@ inline void SetTime(const std::filesystem::path& path, std::time_t seconds) {
     ::utimensat(AT_FDCWD, path.c_str(), times, 0);
 }
 
+// The subjects of a folder's items, oldest first.
+inline std::vector<std::string> SubjectsOf(const clsMailFolder& folder) {
+    std::vector<std::string> subjects;
+    const clsMailItems items = folder.Items();
+    for (long i = 1; i <= items.Count(); ++i) {
+        subjects.push_back(items.Item(i)->Subject());
+    }
+    return subjects;
+}
+
 struct clsMailFixture : clsTestEnvironment {
     std::filesystem::path Root = Folder.Path() / "Maildir";
     std::unique_ptr<clsMailNamespace> Mapi;
@@ -49,11 +60,6 @@ struct clsMailFixture : clsTestEnvironment {
         return *folder;
     }
     std::vector<std::string> Subjects(std::string_view folderID) {
-        std::vector<std::string> subjects;
-        const clsMailItems items = FolderAt(folderID).Items();
-        for (long i = 1; i <= items.Count(); ++i) {
-            subjects.push_back(items.Item(i)->Subject());
-        }
-        return subjects;
+        return SubjectsOf(FolderAt(folderID));
     }
 };

@@ -1,0 +1,234 @@
+#pragma once
+// The end-to-end test's own reading of what rules mean, written from their documented meaning and
+// never from the engine's code, so that the two can disagree: which rules match a message, and
+// what their actions leave behind (where the message ends, read or not, its importance, its
+// copies, forwards, auto-replies and missing-folder reports).
+// Plain values and functions; nothing here touches a mailbox.
+
+#include <algorithm>
+#include <numeric>
+#include <optional>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "mailhost/clsMailTypes.h"
+
+namespace rules_model {
+
+inline const std::string kInbox = "\\\\Mailbox\\Inbox";
+inline const std::string kDeletedItems = "\\\\Mailbox\\Deleted Items";
+
+// One rule as the test adds it with `corvel rules add`.
+struct clsRuleSpec {
+    int Priority = 0;
+    std::string From{}, To{}, Subject{}, Body{};
+    std::string CopyTo{}, MoveTo{};  // a folder path, or a folder's name
+    bool MarkRead = false;
+    std::string Importance{};  // "H", "N", "L" or "" for unchanged
+    std::string Forward{};
+    bool AutoReply = false;  // answer with the scenario's one template
+    bool Delete = false;
+    bool Stop = false;
+    bool Outgoing = false;
+    bool Disabled = false;
+    // Meant to match nothing here: its domain is only ever the tail of longer domains.
+    bool Probe = false;
+};
+
+// One action, as the command line stores a rule: with both a copy and a move target the copy
+// comes first and carries the rule's other actions; the move follows alone.
+struct clsActionSpec {
+    std::string Target{};
+    bool Copy = false;
+    bool MarkRead = false;
+    std::string Importance{};
+    std::string Forward{};
+    bool AutoReply = false;
+    bool Delete = false;
+};
+
+// What the matcher may know of a message.
+struct clsMessageFacts {
+    std::string Sender;                   // "" when there is none
+    std::vector<std::string> Recipients;  // To, Cc and Bcc
+    std::string Subject, Body;
+    Importance Level = Importance::Normal;
+};
+
+struct clsItemState {
+    std::string Folder;
+    bool Unread = true;
+    Importance Level = Importance::Normal;
+    auto operator<=>(const clsItemState&) const = default;
+};
+
+struct clsOutcome {
+    std::vector<size_t> Matched;  // rule indexes, in the order their actions run
+    clsItemState Original;
+    std::vector<clsItemState> Copies;   // sorted
+    std::vector<std::string> Forwards;  // addresses, sorted
+    int AutoReplies = 0;
+    std::set<std::string> MissingFolders;  // as the rules name them
+
+    bool SameEffects(const clsOutcome& other) const {
+        return std::tie(Original, Copies, Forwards, AutoReplies, MissingFolders) ==
+               std::tie(other.Original, other.Copies, other.Forwards, other.AutoReplies,
+                        other.MissingFolders);
+    }
+};
+
+inline std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : static_cast<char>(c);
+    });
+    return text;
+}
+
+// "@domain" of an address, from its first "@"; "" when it has none.
+inline std::string DomainOf(const std::string& address) {
+    const size_t at = address.find('@');
+    return at == std::string::npos ? std::string() : address.substr(at);
+}
+
+inline bool AddressMatches(const std::string& criterion, const std::string& address) {
+    const std::string wanted = Lower(criterion);
+    return wanted == Lower(address) || (!address.empty() && wanted == Lower(DomainOf(address)));
+}
+
+inline bool Contains(const std::string& text, const std::string& part) {
+    return Lower(text).find(Lower(part)) != std::string::npos;
+}
+
+// The rule's criteria alone, whatever its direction and switch say.
+inline bool CriteriaHold(const clsRuleSpec& rule, const clsMessageFacts& message) {
+    const bool from = rule.From.empty() || AddressMatches(rule.From, message.Sender);
+    const bool to = rule.To.empty() ||
+                    std::any_of(message.Recipients.begin(), message.Recipients.end(),
+                                [&](const std::string& r) { return AddressMatches(rule.To, r); });
+    return from && to && Contains(message.Subject, rule.Subject) &&
+           Contains(message.Body, rule.Body);
+}
+
+// Enabled incoming rules whose criteria hold, by priority, up to the first that stops.
+inline std::vector<size_t> MatchingRules(const std::vector<clsRuleSpec>& rules,
+                                         const clsMessageFacts& message) {
+    std::vector<size_t> order(rules.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    std::stable_sort(order.begin(), order.end(),
+                     [&](size_t a, size_t b) { return rules[a].Priority < rules[b].Priority; });
+    std::vector<size_t> matched;
+    for (size_t index : order) {
+        const clsRuleSpec& rule = rules[index];
+        if (rule.Outgoing || rule.Disabled || !CriteriaHold(rule, message)) {
+            continue;
+        }
+        matched.push_back(index);
+        if (rule.Stop) {
+            break;
+        }
+    }
+    return matched;
+}
+
+inline std::vector<clsActionSpec> ActionsOf(const clsRuleSpec& rule) {
+    std::vector<clsActionSpec> actions;
+    if (!rule.CopyTo.empty()) {
+        actions.push_back({rule.CopyTo, true});
+    }
+    if (!rule.MoveTo.empty()) {
+        actions.push_back({rule.MoveTo, false});
+    }
+    if (actions.empty()) {
+        actions.emplace_back();
+    }
+    clsActionSpec& first = actions.front();
+    first.MarkRead = rule.MarkRead;
+    first.Importance = rule.Importance;
+    first.Forward = rule.Forward;
+    first.AutoReply = rule.AutoReply;
+    first.Delete = rule.Delete;
+    return actions;
+}
+
+// The mailbox's folders: a rule's target is a full path, or else a name that exactly one folder
+// has (a full path that is not there is also tried by its last name).
+class clsFolderSet {
+public:
+    explicit clsFolderSet(std::vector<std::string> paths) : mPaths(std::move(paths)) {}
+
+    std::optional<std::string> Resolve(const std::string& target) const {
+        if (std::find(mPaths.begin(), mPaths.end(), target) != mPaths.end()) {
+            return target;
+        }
+        const std::string name = target.substr(target.rfind('\\') + 1);
+        std::optional<std::string> found;
+        for (const std::string& path : mPaths) {
+            if (Lower(path.substr(path.rfind('\\') + 1)) != Lower(name)) {
+                continue;
+            }
+            if (found) {
+                return std::nullopt;  // an ambiguous name names nothing
+            }
+            found = path;
+        }
+        return found;
+    }
+
+private:
+    std::vector<std::string> mPaths;
+};
+
+inline Importance ImportanceOf(const std::string& letter, Importance unchanged) {
+    if (letter == "H") {
+        return Importance::High;
+    }
+    if (letter == "N") {
+        return Importance::Normal;
+    }
+    return letter == "L" ? Importance::Low : unchanged;
+}
+
+// Carries out the actions of the rules in `order` on a message that starts unread in the Inbox.
+// Filing into a folder happens once per message; a copy is never made into the folder the message
+// is in; a moved message is never deleted; a deleted one goes to Deleted Items at the end.
+inline clsOutcome Carry(const std::vector<clsRuleSpec>& rules, const std::vector<size_t>& order,
+                        const clsMessageFacts& message, const clsFolderSet& folders) {
+    clsOutcome outcome;
+    outcome.Matched = order;
+    clsItemState& item = outcome.Original = {kInbox, true, message.Level};
+    std::set<std::string> visited;
+    bool moved = false, deleted = false;
+    for (size_t index : order) {
+        for (const clsActionSpec& action : ActionsOf(rules[index])) {
+            outcome.AutoReplies += action.AutoReply && !message.Sender.empty() ? 1 : 0;
+            item.Unread = item.Unread && !action.MarkRead;
+            item.Level = ImportanceOf(action.Importance, item.Level);
+            const std::optional<std::string> target =
+                action.Target.empty() ? std::nullopt : folders.Resolve(action.Target);
+            if (!action.Target.empty() && !target) {
+                outcome.MissingFolders.insert(action.Target);
+            } else if (target && visited.insert(*target).second) {
+                if (!action.Copy) {
+                    item.Folder = *target;
+                    moved = true;
+                } else if (*target != item.Folder) {
+                    outcome.Copies.push_back({*target, item.Unread, item.Level});
+                }
+            }
+            if (!action.Forward.empty()) {
+                outcome.Forwards.push_back(action.Forward);
+            }
+            deleted = deleted || action.Delete;
+        }
+    }
+    if (deleted && !moved) {
+        item.Folder = kDeletedItems;
+    }
+    std::sort(outcome.Copies.begin(), outcome.Copies.end());
+    std::sort(outcome.Forwards.begin(), outcome.Forwards.end());
+    return outcome;
+}
+
+}  // namespace rules_model
