@@ -6,19 +6,13 @@
 #include <fstream>
 #include <sstream>
 
+#include "foundation/CommonHelpers.h"
+
 namespace {
 
 using Code = clsStatus::Code;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
-std::string_view Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
 
 bool SameHeading(std::string_view a, std::string_view b) {
     a = Trimmed(a);

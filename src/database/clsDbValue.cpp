@@ -8,21 +8,13 @@
 #include <string_view>
 
 #include "database/clsJetCollation.h"
-
+#include "foundation/CommonHelpers.h"
 namespace {
-
-std::string_view Trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
 
 // The whole text as a number (blanks around it allowed), or nothing.
 template <typename Number>
 std::optional<Number> ParseNumber(std::string_view text) {
-    text = Trimmed(text);
+    text = Trimmed(text, " \t\r\n");
     if (!text.empty() && text[0] == '+') {
         text.remove_prefix(1);
     }
@@ -98,7 +90,7 @@ double clsDbValue::AsDouble() const {
 
 bool clsDbValue::AsBool() const {
     if (const auto* text = std::get_if<std::string>(&mValue)) {
-        const std::string_view trimmed = Trimmed(*text);
+        const std::string_view trimmed = Trimmed(*text, " \t\r\n");
         for (std::string_view word : {"true", "yes", "-1", "1"}) {
             if (clsJetCollation::Equal(trimmed, word)) {
                 return true;

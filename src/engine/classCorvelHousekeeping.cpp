@@ -10,6 +10,7 @@
 #include "database/clsCsvTable.h"
 #include "database/clsDataFile.h"
 #include "engine/classCorvel.h"
+#include "foundation/CommonHelpers.h"
 #include "foundation/clsZipArchive.h"
 
 namespace {
@@ -43,13 +44,6 @@ constexpr clsRuleColumn kRuleColumns[] = {{"FromEmail", "From"},
                                           {"Copy", "Copy or Move"},
                                           {"MarkAsRead", "Mark as read"}};
 
-std::string Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    return first == std::string_view::npos
-               ? std::string()
-               : std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
-}
-
 std::string Lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
@@ -58,7 +52,7 @@ std::string Lower(std::string text) {
 
 // A flag of the first-generation files is set by "True", "Yes", "Y", "1" or "-1", in any case.
 bool IsSet(std::string_view cell) {
-    const std::string text = Lower(Trimmed(cell));
+    const std::string text = Lower(std::string(Trimmed(cell)));
     return text == "true" || text == "yes" || text == "y" || text == "1" || text == "-1";
 }
 
@@ -80,7 +74,7 @@ clsRuleRecord RuleFromRow(const clsDataFile& rows, const std::string& key, bool 
     rule.StopProcessing = IsSet(rows.GetValue(key, "StopProcessing"));
     clsRuleAction& action = rule.Actions.emplace_back();
     action.TargetFolder = Trimmed(rows.GetValue(key, "TargetFolder"));
-    action.Copy = Lower(Trimmed(rows.GetValue(key, "Copy"))) == "c";
+    action.Copy = Lower(std::string(Trimmed(rows.GetValue(key, "Copy")))) == "c";
     action.MarkAsRead = IsSet(rows.GetValue(key, "MarkAsRead"));
     return rule;
 }
@@ -336,7 +330,7 @@ void classCorvel::ConvertJunkAddressesv1tov3() {
         }
         long imported = 0;
         for (long row = 1; row <= table.RowCount(); ++row) {
-            const std::string address = Trimmed(table.Cell(row, "Email Address"));
+            const std::string address(Trimmed(table.Cell(row, "Email Address")));
             imported += !address.empty() && AddJunkSenderEmail(address) ? 1 : 0;
         }
         mLog->AddLog(routine + ": " + std::to_string(imported) +

@@ -3,6 +3,7 @@
 
 #include "engine/classCorvel.h"
 #include "engine/clsQueryAddress.h"
+#include "foundation/CommonHelpers.h"
 
 namespace {
 
@@ -10,13 +11,6 @@ std::string AsciiLower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; });
     return text;
-}
-
-std::string Trimmed(std::string_view text) {
-    const size_t first = text.find_first_not_of(' ');
-    return first == std::string_view::npos
-               ? std::string()
-               : std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
 }
 
 }  // namespace
@@ -116,7 +110,7 @@ bool classCorvel::IsJunkSenderMsg(const clsMailItem& item) {
 }
 
 void classCorvel::AddJunkSender(const clsMailItem& item) {
-    const std::string sender = Trimmed(FindSender(item));
+    const std::string sender(Trimmed(FindSender(item), " "));
     if (sender.empty()) {
         mLog->AddLog("Couldn't determine the sender of the email.  Cannot add to Junk list.");
         return;
@@ -125,7 +119,7 @@ void classCorvel::AddJunkSender(const clsMailItem& item) {
 }
 
 void classCorvel::RemoveJunkSender(const clsMailItem& item) {
-    const std::string sender = Trimmed(FindSender(item));
+    const std::string sender(Trimmed(FindSender(item), " "));
     if (sender.empty()) {
         mLog->AddLog(
             "Corvel->RemoveJunkSender: Couldn't determine the sender of the email.  Cannot remove "

@@ -19,6 +19,13 @@ constexpr std::string_view kPlacementNumbers[] = {"Left", "Top", "Width", "Heigh
 
 }  // namespace
 
+std::string_view Trimmed(std::string_view text, std::string_view blanks) {
+    const std::size_t first = text.find_first_not_of(blanks);
+    return first == std::string_view::npos
+               ? std::string_view()
+               : text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
 std::string SQLEscapeString(std::string_view text, bool forLike) {
     std::string escaped(text);
     ReplaceAll(escaped, "'", "''");

@@ -9,6 +9,9 @@
 
 #include "foundation/clsSettings.h"
 
+// The text without the given characters at either end (a view into text).
+std::string_view Trimmed(std::string_view text, std::string_view blanks = " \t");
+
 // Doubles "'"; with forLike also brackets "[", "]", "%", "_", "?" and "#" so a LIKE pattern
 // matches them literally. "*" is left alone: it stays a wildcard.
 std::string SQLEscapeString(std::string_view text, bool forLike);
