@@ -33,12 +33,9 @@ TEST_F(TemplatesCommand, CreatesListsShowsAndDeletesTemplates) {
             EXPECT_NE(show.Out.find(expected), std::string::npos) << expected << show.Out;
         }
     }
-    EXPECT_NE(Run({"folders"}).Out.find("\\\\Mailbox\\Autoreply Templates (Corvel)\n"),
-              std::string::npos);
 
     ASSERT_EQ(Run({"templates", "delete", "1"}).ExitCode, 0);
     EXPECT_EQ(Run({"templates", "list"}).Out, "2\tThanks\n");
-    EXPECT_EQ(Run({"templates", "create", "--subject", "Next", "--body", "x"}).Out, "3\n");
 }
 
 TEST_F(TemplatesCommand, MistakesAreReportedWithWhatToDo) {

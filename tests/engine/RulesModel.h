@@ -10,7 +10,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "mailhost/clsMailTypes.h"
@@ -25,28 +24,12 @@ struct clsRuleSpec {
     int Priority = 0;
     std::string From{}, To{}, Subject{}, Body{};
     std::string CopyTo{}, MoveTo{};  // a folder path, or a folder's name
-    bool MarkRead = false;
-    std::string Importance{};  // "H", "N", "L" or "" for unchanged
+    std::string Importance{};        // "H", "N", "L" or "" for unchanged
     std::string Forward{};
-    bool AutoReply = false;  // answer with the scenario's one template
-    bool Delete = false;
-    bool Stop = false;
-    bool Outgoing = false;
-    bool Disabled = false;
+    bool MarkRead = false, AutoReply = false;  // it answers with the scenario's one template
+    bool Delete = false, Stop = false, Outgoing = false, Disabled = false;
     // Meant to match nothing here: its domain is only ever the tail of longer domains.
     bool Probe = false;
-};
-
-// One action, as the command line stores a rule: with both a copy and a move target the copy
-// comes first and carries the rule's other actions; the move follows alone.
-struct clsActionSpec {
-    std::string Target{};
-    bool Copy = false;
-    bool MarkRead = false;
-    std::string Importance{};
-    std::string Forward{};
-    bool AutoReply = false;
-    bool Delete = false;
 };
 
 // What the matcher may know of a message.
@@ -68,21 +51,15 @@ struct clsOutcome {
     std::vector<size_t> Matched;  // rule indexes, in the order their actions run
     clsItemState Original;
     std::vector<clsItemState> Copies;   // sorted
-    std::vector<std::string> Forwards;  // addresses, sorted
+    std::vector<std::string> Forwards;  // addresses
     int AutoReplies = 0;
     std::set<std::string> MissingFolders;  // as the rules name them
-
-    bool SameEffects(const clsOutcome& other) const {
-        return std::tie(Original, Copies, Forwards, AutoReplies, MissingFolders) ==
-               std::tie(other.Original, other.Copies, other.Forwards, other.AutoReplies,
-                        other.MissingFolders);
-    }
 };
 
 inline std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : static_cast<char>(c);
-    });
+    for (char& c : text) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
     return text;
 }
 
@@ -132,102 +109,76 @@ inline std::vector<size_t> MatchingRules(const std::vector<clsRuleSpec>& rules,
     return matched;
 }
 
-inline std::vector<clsActionSpec> ActionsOf(const clsRuleSpec& rule) {
-    std::vector<clsActionSpec> actions;
-    if (!rule.CopyTo.empty()) {
-        actions.push_back({rule.CopyTo, true});
+// A rule's target is a full path, or else a name that exactly one folder has (a full path that is
+// not there is also tried by its last name); an ambiguous name names nothing.
+inline std::optional<std::string> ResolveFolder(const std::vector<std::string>& paths,
+                                                const std::string& target) {
+    if (std::find(paths.begin(), paths.end(), target) != paths.end()) {
+        return target;
     }
-    if (!rule.MoveTo.empty()) {
-        actions.push_back({rule.MoveTo, false});
-    }
-    if (actions.empty()) {
-        actions.emplace_back();
-    }
-    clsActionSpec& first = actions.front();
-    first.MarkRead = rule.MarkRead;
-    first.Importance = rule.Importance;
-    first.Forward = rule.Forward;
-    first.AutoReply = rule.AutoReply;
-    first.Delete = rule.Delete;
-    return actions;
-}
-
-// The mailbox's folders: a rule's target is a full path, or else a name that exactly one folder
-// has (a full path that is not there is also tried by its last name).
-class clsFolderSet {
-public:
-    explicit clsFolderSet(std::vector<std::string> paths) : mPaths(std::move(paths)) {}
-
-    std::optional<std::string> Resolve(const std::string& target) const {
-        if (std::find(mPaths.begin(), mPaths.end(), target) != mPaths.end()) {
-            return target;
-        }
-        const std::string name = target.substr(target.rfind('\\') + 1);
-        std::optional<std::string> found;
-        for (const std::string& path : mPaths) {
-            if (Lower(path.substr(path.rfind('\\') + 1)) != Lower(name)) {
-                continue;
-            }
+    const auto nameOf = [](const std::string& path) {
+        return Lower(path.substr(path.rfind('\\') + 1));
+    };
+    std::optional<std::string> found;
+    for (const std::string& path : paths) {
+        if (nameOf(path) == nameOf(target)) {
             if (found) {
-                return std::nullopt;  // an ambiguous name names nothing
+                return std::nullopt;
             }
             found = path;
         }
-        return found;
     }
-
-private:
-    std::vector<std::string> mPaths;
-};
-
-inline Importance ImportanceOf(const std::string& letter, Importance unchanged) {
-    if (letter == "H") {
-        return Importance::High;
-    }
-    if (letter == "N") {
-        return Importance::Normal;
-    }
-    return letter == "L" ? Importance::Low : unchanged;
+    return found;
 }
 
 // Carries out the actions of the rules in `order` on a message that starts unread in the Inbox.
-// Filing into a folder happens once per message; a copy is never made into the folder the message
-// is in; a moved message is never deleted; a deleted one goes to Deleted Items at the end.
+// As the command line stores a rule, its copy comes first and carries its other actions (so the
+// copy has the state they leave), its move follows. Filing into a folder happens once per message;
+// a copy is never made into the folder the message is in; a moved message is never deleted; a
+// deleted one goes to Deleted Items at the end.
 inline clsOutcome Carry(const std::vector<clsRuleSpec>& rules, const std::vector<size_t>& order,
-                        const clsMessageFacts& message, const clsFolderSet& folders) {
+                        const clsMessageFacts& message, const std::vector<std::string>& folders) {
     clsOutcome outcome;
     outcome.Matched = order;
     clsItemState& item = outcome.Original = {kInbox, true, message.Level};
     std::set<std::string> visited;
     bool moved = false, deleted = false;
-    for (size_t index : order) {
-        for (const clsActionSpec& action : ActionsOf(rules[index])) {
-            outcome.AutoReplies += action.AutoReply && !message.Sender.empty() ? 1 : 0;
-            item.Unread = item.Unread && !action.MarkRead;
-            item.Level = ImportanceOf(action.Importance, item.Level);
-            const std::optional<std::string> target =
-                action.Target.empty() ? std::nullopt : folders.Resolve(action.Target);
-            if (!action.Target.empty() && !target) {
-                outcome.MissingFolders.insert(action.Target);
-            } else if (target && visited.insert(*target).second) {
-                if (!action.Copy) {
-                    item.Folder = *target;
-                    moved = true;
-                } else if (*target != item.Folder) {
-                    outcome.Copies.push_back({*target, item.Unread, item.Level});
-                }
-            }
-            if (!action.Forward.empty()) {
-                outcome.Forwards.push_back(action.Forward);
-            }
-            deleted = deleted || action.Delete;
+    const auto file = [&](const std::string& wanted, bool copy) {
+        const std::optional<std::string> target = ResolveFolder(folders, wanted);
+        if (!target) {
+            outcome.MissingFolders.insert(wanted);
+        } else if (!visited.insert(*target).second) {
+            return;  // filed there already
+        } else if (!copy) {
+            item.Folder = *target;
+            moved = true;
+        } else if (*target != item.Folder) {
+            outcome.Copies.push_back({*target, item.Unread, item.Level});
         }
+    };
+    for (size_t index : order) {
+        const clsRuleSpec& rule = rules[index];
+        outcome.AutoReplies += rule.AutoReply && !message.Sender.empty() ? 1 : 0;
+        item.Unread = item.Unread && !rule.MarkRead;
+        const std::string& level = rule.Importance;
+        item.Level = level == "H"   ? Importance::High
+                     : level == "N" ? Importance::Normal
+                     : level == "L" ? Importance::Low
+                                    : item.Level;
+        for (const auto& [target, copy] : {std::pair{&rule.CopyTo, true}, {&rule.MoveTo, false}}) {
+            if (!target->empty()) {
+                file(*target, copy);
+            }
+        }
+        if (!rule.Forward.empty()) {
+            outcome.Forwards.push_back(rule.Forward);
+        }
+        deleted = deleted || rule.Delete;
     }
     if (deleted && !moved) {
         item.Folder = kDeletedItems;
     }
     std::sort(outcome.Copies.begin(), outcome.Copies.end());
-    std::sort(outcome.Forwards.begin(), outcome.Forwards.end());
     return outcome;
 }
 

@@ -142,7 +142,7 @@ TEST(ZipArchive, ALinkAlreadyInTheFolderIsNeverWrittenThrough) {
     }
 }
 
-TEST(ZipArchive, DamagedOrForeignFilesFailCleanly) {
+TEST(ZipArchive, DamagedForeignOrOversizedFilesFailCleanly) {
     clsTempFolder temp;
     WriteFile(temp.Path() / "big.bin", Binary());
     ASSERT_TRUE(clsZipArchive(temp.Path() / "good.zip")
@@ -156,9 +156,8 @@ TEST(ZipArchive, DamagedOrForeignFilesFailCleanly) {
     struct Case {
         std::string Name, Bytes;
     };
-    for (const Case& c :
-         {Case{"truncated", good.substr(0, good.size() / 2)},
-          Case{"garbage", std::string(4096, 'x')}, Case{"empty", ""}, Case{"damaged", flipped}}) {
+    for (const Case& c : {Case{"truncated", good.substr(0, good.size() / 2)},
+                          Case{"garbage", std::string(4096, 'x')}, Case{"damaged", flipped}}) {
         SCOPED_TRACE(c.Name);
         const std::filesystem::path out = temp.Path() / c.Name;
         std::filesystem::create_directory(out);
@@ -169,16 +168,12 @@ TEST(ZipArchive, DamagedOrForeignFilesFailCleanly) {
     }
     EXPECT_EQ(clsZipArchive(temp.Path() / "missing.zip").ExtractTo(temp.Path()).GetCode(),
               Code::NotFound);
-}
-
-TEST(ZipArchive, UnpackingStopsAtTheSizeLimit) {
-    clsTempFolder temp;
-    const std::filesystem::path out = temp.Path() / "out";
-    std::filesystem::create_directory(out);
-    WriteRawArchive(temp.Path() / "bomb.zip",
-                    {{"a.txt", std::string(600, 'a')}, {"b.txt", std::string(600, 'b')}});
-    EXPECT_EQ(clsZipArchive(temp.Path() / "bomb.zip", 1000).ExtractTo(out).GetCode(),
-              Code::Corrupt);
-    EXPECT_TRUE(Listing(out).empty());
-    EXPECT_TRUE(clsZipArchive(temp.Path() / "bomb.zip", 1200).ExtractTo(out).IsOk());
+    // The sum of the unpacked sizes is held to the limit, whatever the entries claim singly.
+    WriteRawArchive(temp.Path() / "bomb.zip", {{"a", std::string(600, 'a')}, {"b", "bb"}});
+    EXPECT_EQ(
+        clsZipArchive(temp.Path() / "bomb.zip", 601).ExtractTo(temp.Path() / "damaged").GetCode(),
+        Code::Corrupt);
+    EXPECT_TRUE(Listing(temp.Path() / "damaged").empty());
+    EXPECT_TRUE(
+        clsZipArchive(temp.Path() / "bomb.zip", 602).ExtractTo(temp.Path() / "damaged").IsOk());
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <regex>
 
 #include "database/classRulesDatabase.h"
 #include "database/clsJetCollation.h"
@@ -90,12 +91,10 @@ TEST(FolderCacheDatabase, AMissingFileGetsTheTableAndTheRulesDatabaseSharesIt) {
     }
     EXPECT_EQ(f.Cache.CachedFolderCount(), 0);
     const std::string log = f.LogText();
-    const std::string_view built = "FolderCache->OpenDatabase: create FolderCache table";
-    size_t tablesBuilt = 0;
-    for (size_t at = log.find(built); at != std::string::npos; at = log.find(built, at + 1)) {
-        ++tablesBuilt;
-    }
-    EXPECT_EQ(tablesBuilt, 2u);  // one per file
+    const std::regex built("FolderCache->OpenDatabase: create FolderCache table");
+    EXPECT_EQ(
+        std::distance(std::sregex_iterator(log.begin(), log.end(), built), std::sregex_iterator()),
+        2);  // one per file
 
     std::ofstream(f.Folder.Path() / "Broken.mdb") << "not a database at all";
     EXPECT_FALSE(f.Cache.OpenDatabase(f.Folder.Path() / "Broken.mdb"));

@@ -137,13 +137,14 @@ TEST(MaildirStore, UnReadFollowsTheSeenFlagInTheFileName) {
     EXPECT_TRUE(std::filesystem::exists(f.Root / "cur" / "1.A.host:2,F"));
 }
 
-TEST(MaildirStore, MovesCopiesAndDeletesCarryUserProperties) {
+TEST(MaildirStore, MovesCopiesAndDeletesCarryUserPropertiesAndReadState) {
     clsMailFixture f;
     f.OpenStore();
     Deliver(f.Root, "1.A.host", TestMessage("travelling"));
     const clsMailFolder clients = *f.FolderAt("INBOX").AddFolder("Clients");
     clsMailItem item = *f.FolderAt("INBOX").Items().Item(1);
     item.AddUserProperty("RRCV", {UserPropertyType::DateTime, "2026-11-22 10:00:00"});
+    item.SetUnRead(false);
     ASSERT_TRUE(item.Save());
 
     const auto moved = item.Move(clients);
@@ -158,6 +159,18 @@ TEST(MaildirStore, MovesCopiesAndDeletesCarryUserProperties) {
     EXPECT_EQ(copy->FindUserProperty("RRCV")->Text, "2026-11-22 10:00:00");
     EXPECT_EQ(clients.Items().Count(), 2);
     EXPECT_EQ(copy->ReceivedTime(), moved->ReceivedTime());
+
+    // Into an archive store: the properties go to that store's own list.
+    ASSERT_TRUE(f.Mapi->AddStore(f.Folder.Path() / "Archive 2020", "Archive 2020"));
+    ASSERT_EQ(f.Mapi->Folders().size(), 2U);
+    const auto archived = moved->Move(*f.Mapi->Folders()[1].Folders().front().AddFolder("Old"));
+    ASSERT_TRUE(archived);
+    EXPECT_EQ(archived->Parent()->FolderPath(), "\\\\Archive 2020\\Inbox\\Old");
+    EXPECT_EQ(archived->FindUserProperty("RRCV")->Text, "2026-11-22 10:00:00");
+    EXPECT_FALSE(archived->UnRead());
+    EXPECT_EQ(clients.Items().Count(), 1);
+    EXPECT_TRUE(std::filesystem::exists(f.Folder.Path() / "Archive 2020" /
+                                        clsMaildirStore::kPropertiesFile));
 
     ASSERT_TRUE(copy->Delete());
     const clsMailFolder trash = *f.Mapi->GetDefaultFolder(DefaultFolder::DeletedItems);
@@ -243,25 +256,4 @@ TEST(MaildirStore, MailDeliveredWhileListingIsNeverHalfReadOrLost) {
     readAll();
     EXPECT_EQ(seen.size(), static_cast<size_t>(kMessages));
     EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), kMessages);
-}
-
-TEST(MaildirStore, ArchiveStoresTakeMovedItemsWithTheirProperties) {
-    clsMailFixture f;
-    f.OpenStore();
-    Deliver(f.Root, "1.A.host", TestMessage("old mail"));
-    clsMailItem item = *f.FolderAt("INBOX").Items().Item(1);
-    item.AddUserProperty("CVProcessed", {UserPropertyType::Text, "4,7"});
-    item.SetUnRead(false);
-    item.Save();
-    ASSERT_TRUE(f.Mapi->AddStore(f.Folder.Path() / "Archive 2020", "Archive 2020"));
-    ASSERT_EQ(f.Mapi->Folders().size(), 2U);
-    const clsMailFolder archive = *f.Mapi->Folders()[1].Folders().front().AddFolder("Old");
-    const auto moved = item.Move(archive);
-    ASSERT_TRUE(moved);
-    EXPECT_EQ(moved->Parent()->FolderPath(), "\\\\Archive 2020\\Inbox\\Old");
-    EXPECT_EQ(moved->FindUserProperty("CVProcessed")->Text, "4,7");
-    EXPECT_FALSE(moved->UnRead());
-    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 0);
-    EXPECT_TRUE(std::filesystem::exists(f.Folder.Path() / "Archive 2020" /
-                                        clsMaildirStore::kPropertiesFile));
 }
