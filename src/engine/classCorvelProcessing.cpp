@@ -175,19 +175,19 @@ long classCorvel::ProcessFolder(const clsMailFolder& folder, bool onlyUnprocesse
 
 bool classCorvel::ProcessFolderItem(const clsMailFolder& folder, clsMailItem& item, bool reprocess,
                                     bool includeDisabled) {
-    bool matched = false;
-    if (item.TypeName() == "MailItem") {
-        // A folder of sent mail is run through the rules for sent mail.
-        matched = ProcessItem(item, reprocess, includeDisabled,
-                              folder.Role() == FolderRole::SentMail ? "n" : "y");
-        if (matched) {
-            ++mRulesProcessedSuccess;
-        } else if (folder.Role() != FolderRole::SentMail && ProcessJunk(item)) {  // "Sent Items"
-            ++mRulesProcessedSuccess;
-        }
+    if (item.TypeName() != "MailItem") {
+        // Items of other kinds are marked too, so that they are not looked at again either. Mail
+        // items carry the marker already: the matcher writes it, and it travels with moves.
+        MarkProcessed(item);
+        return false;
     }
-    // Items of other kinds are marked too, so that they are not looked at again either. An item
-    // that a rule moved is marked where it went.
-    MarkProcessed(item);
+    // A folder of sent mail is run through the rules for sent mail.
+    const bool matched = ProcessItem(item, reprocess, includeDisabled,
+                                     folder.Role() == FolderRole::SentMail ? "n" : "y");
+    if (matched) {
+        ++mRulesProcessedSuccess;
+    } else if (folder.Role() != FolderRole::SentMail && ProcessJunk(item)) {  // "Sent Items"
+        ++mRulesProcessedSuccess;
+    }
     return matched;
 }
