@@ -9,7 +9,7 @@ packages=(
     libgmime-3.0-dev libxml2-dev libcurl4-gnutls-dev libzip-dev libpcre2-dev
     libgtest-dev libgmock-dev
     clang-format
-    python3-aiosmtpd dovecot-imapd openssl
+    python3-aiosmtpd dovecot-imapd openssl dnsmasq bogofilter
 )
 
 missing=()
