@@ -14,7 +14,7 @@ void AddCommands(CLI::App& app, clsCommandAction& selected) {
     for (AddCommand add : {AddRulesCommand, AddOptionsCommand, AddGroupsCommand, AddDbCommand,
                            AddRegistryCommand, AddProfileCommand, AddFoldersCommand,
                            AddItemsCommand, AddShowCommand, AddTemplatesCommand, AddProcessCommand,
-                           AddBlockedCommand, AddStatsCommand, AddQuickFileCommand}) {
+                           AddBlockedCommand, AddStatsCommand, AddQuickFileCommand, AddSpamCommand}) {
         add(app, selected);
     }
 }

@@ -29,5 +29,6 @@ void AddStatsCommand(CLI::App& app, clsCommandAction& selected);
 // Adds "from-message" to the "rules" command, so it comes after AddRulesCommand.
 void AddQuickFileCommand(CLI::App& app, clsCommandAction& selected);
 void AddTemplatesCommand(CLI::App& app, clsCommandAction& selected);
+void AddSpamCommand(CLI::App& app, clsCommandAction& selected);
 
 int RunCorvel(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

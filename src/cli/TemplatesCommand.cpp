@@ -2,11 +2,10 @@
 //                  | show ID | delete ID
 #include <CLI/CLI.hpp>
 #include <filesystem>
-#include <fstream>
 #include <memory>
-#include <sstream>
 
 #include "cli/CommandTable.h"
+#include "foundation/CommonHelpers.h"
 #include "services/classAutoReply.h"
 
 namespace {
@@ -51,13 +50,11 @@ int Create(clsCommandContext& context, classAutoReply& autoReply,
            const clsTemplateArguments& args) {
     std::string body = args.Body;
     if (!args.BodyFile.empty()) {
-        std::ifstream in(args.BodyFile, std::ios::binary);
-        if (!in || !std::filesystem::is_regular_file(args.BodyFile)) {
+        const auto text = ReadFileBytes(args.BodyFile);
+        if (!text) {
             return context.Fail("cannot read " + args.BodyFile + "; give a readable file");
         }
-        std::ostringstream text;
-        text << in.rdbuf();
-        body = text.str();
+        body = *text;
     }
     const std::int32_t id = autoReply.CreateTemplate(args.Subject, body, args.Html);
     if (id == 0) {

@@ -132,7 +132,8 @@ bool clsCommandContext::OpenEngine() {
                        .Application = mApplication.get(),
                        .DefaultDataFolder = DefaultDataFolder(),
                        .FixedDataFolder = mDataFolderGiven ? mDataFolder : std::filesystem::path(),
-                       .AutoReplies = MakeAutoReplyFactory()};
+                       .AutoReplies = MakeAutoReplyFactory(),
+                       .SpamFilters = MakeSpamFilterFactory()};
     auto engine = std::make_unique<classCorvel>(std::move(host));
     engine->SetLogFile(*mLog);
     if (!engine->InitialiseEngine() || !engine->RulesDatabase().IsOpen()) {
@@ -170,5 +171,14 @@ std::optional<clsMailFolder> clsCommandContext::FindInCache(clsFolderCache& cach
 clsAutoReplyFactory clsCommandContext::MakeAutoReplyFactory() {
     return [](clsMailNamespace& mapi, clsLogFile& log) -> std::unique_ptr<clsAutoReplySender> {
         return std::make_unique<classAutoReply>(mapi, log);
+    };
+}
+
+clsSpamEngineFactory clsCommandContext::MakeSpamFilterFactory() {
+    return [this](classRulesDatabase& db, clsLogFile& log,
+                  const std::filesystem::path& dataFolder) -> std::unique_ptr<clsSpamEngine> {
+        auto filter = std::make_unique<clsSpamFilter>(db, log, dataFolder);
+        mSpamFilter = filter.get();
+        return filter;
     };
 }

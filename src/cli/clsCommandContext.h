@@ -19,6 +19,7 @@
 #include "mailhost/clsFolderCache.h"
 #include "mailhost/clsMailNamespace.h"
 #include "mailhost/clsMailProfiles.h"
+#include "spam/clsSpamFilter.h"
 
 struct clsGlobalOptions {
     std::string DataDir;  // empty: "Data File Location" or $XDG_DATA_HOME/corvel
@@ -50,6 +51,8 @@ public:
     // A folder by path or name through the engine's folder cache; prints why when there is none.
     std::optional<clsMailFolder> FindEngineFolder(std::string_view pathOrName);
     classCorvel& Engine() { return *mEngine; }
+    // The engine's spam filter; valid after OpenEngine.
+    clsSpamFilter& SpamFilter() { return *mSpamFilter; }
 
     classRulesDatabase& Database() { return *mDatabase; }
     clsMailNamespace& Mail() { return *mApplication->GetNamespace("MAPI"); }
@@ -57,6 +60,7 @@ public:
     clsMailProfiles& Profiles() { return mProfiles; }
     clsRegistryAccess& Registry() { return mRegistry; }
     clsLogFile& Log() { return *mLog; }
+    clsUserInterface& Ui() { return *mUi; }
     const std::filesystem::path& DataFolder() const { return mDataFolder; }
     std::ostream& Out() { return mOut; }
     std::ostream& Err() { return mErr; }
@@ -73,6 +77,8 @@ private:
     std::optional<clsMailFolder> FindInCache(clsFolderCache& cache, std::string_view pathOrName);
     // How the engine makes its auto-reply sender (the services layer's classAutoReply).
     static clsAutoReplyFactory MakeAutoReplyFactory();
+    // How the engine makes its spam filter; the filter made is also kept for the spam commands.
+    clsSpamEngineFactory MakeSpamFilterFactory();
 
     std::ostream& mOut;
     std::ostream& mErr;
@@ -88,4 +94,5 @@ private:
     std::unique_ptr<clsMailApplication> mApplication;
     std::unique_ptr<clsFolderCache> mFolderCache;
     std::unique_ptr<classCorvel> mEngine;
+    clsSpamFilter* mSpamFilter = nullptr;  // owned by the engine
 };

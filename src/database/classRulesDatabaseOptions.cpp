@@ -6,6 +6,9 @@
 
 namespace {
 
+// What ReadOption gives for a missing option here; no stored text holds it.
+constexpr std::string_view kNoStoredValue = "\x01";
+
 std::string Escaped(std::string_view text) { return SQLEscapeString(text, false); }
 
 std::string OptionQuery(std::string_view section, std::string_view name) {
@@ -84,6 +87,10 @@ void classRulesDatabase::CreateNewGroup(clsListControl& list) {
 void classRulesDatabase::SaveOption(std::string_view section, std::string_view name,
                                     std::string_view value) {
     try {
+        // Start-up writes some options back every time; an unchanged one costs no disk sync.
+        if (ReadOption(section, name, kNoStoredValue) == value) {
+            return;
+        }
         long affected = 0;
         RunCommand("DELETE FROM [Options] WHERE [Section]='" + Escaped(section) + "' AND [Name]='" +
                        Escaped(name) + "';",
@@ -131,9 +138,7 @@ bool classRulesDatabase::ReadBooleanOption(std::string_view section, std::string
     try {
         const std::unique_ptr<clsRecordset> rs = GetRS(OptionQuery(section, name));
         if (rs && !rs->Eof()) {
-            std::string text = rs->Field("Value").AsText();
-            std::transform(text.begin(), text.end(), text.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+            const std::string text = AsciiLower(rs->Field("Value").AsText());
             value = !(text == "0" || text == "false");
         }
     } catch (const std::exception& error) {

@@ -8,12 +8,6 @@ namespace {
 
 std::string Quote(std::string_view text) { return "'" + SQLEscapeString(text, false) + "'"; }
 
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
 // "Column='text'" or, for an empty criterion, one that an empty text and Null both satisfy.
 std::string Criterion(std::string_view column, std::string_view value) {
     if (value.empty()) {
@@ -31,7 +25,7 @@ std::string JoinIDs(const std::vector<std::int32_t>& ids, std::string_view separ
 }
 
 std::string ImportanceWord(std::string_view letter) {
-    const std::string lower = Lower(std::string(letter));
+    const std::string lower = AsciiLower(std::string(letter));
     if (lower == "h") {
         return "high";
     }
@@ -45,8 +39,8 @@ std::string ImportanceWord(std::string_view letter) {
 
 bool classRulesDatabase::AddUpdateRule(clsRuleRecord& rule) {
     try {
-        rule.SubjectContains = Lower(rule.SubjectContains);
-        rule.BodyContains = Lower(rule.BodyContains);
+        rule.SubjectContains = AsciiLower(rule.SubjectContains);
+        rule.BodyContains = AsciiLower(rule.BodyContains);
         mLog.AddLog("RulesDatabase->AddUpdateRule: Subject=" + rule.SubjectContains);
         mLog.AddLog("RulesDatabase->AddUpdateRule: Body=" + rule.BodyContains);
         if (rule.ID >= 1) {

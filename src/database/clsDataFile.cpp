@@ -1,19 +1,9 @@
 #include "database/clsDataFile.h"
 
 #include <algorithm>
-#include <cctype>
 #include <fstream>
 
-namespace {
-
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
-}
-
-}  // namespace
+#include "foundation/CommonHelpers.h"
 
 std::vector<clsDataFile::Entry>::iterator clsDataFile::Find(std::string_view key) {
     return std::find_if(mRecords.begin(), mRecords.end(),
@@ -44,7 +34,7 @@ void clsDataFile::SetValue(std::string_view key, std::string_view field, std::st
 }
 
 std::string clsDataFile::GetValue(std::string_view key, std::string_view field) const {
-    const auto entry = Find(Lower(key));
+    const auto entry = Find(AsciiLower(key));
     if (entry == mRecords.end()) {
         return {};
     }
@@ -57,7 +47,7 @@ std::string clsDataFile::GetValue(std::string_view key, std::string_view field) 
 }
 
 void clsDataFile::DeleteKey(std::string_view key) {
-    const auto entry = Find(Lower(key));
+    const auto entry = Find(AsciiLower(key));
     if (entry != mRecords.end()) {
         mRecords.erase(entry);
     }
@@ -66,11 +56,11 @@ void clsDataFile::DeleteKey(std::string_view key) {
 std::int32_t clsDataFile::MaxKey() { return mKeyCounter++; }
 
 bool clsDataFile::KeyExists(std::string_view key) const {
-    return Find(Lower(key)) != mRecords.end();
+    return Find(AsciiLower(key)) != mRecords.end();
 }
 
 void clsDataFile::AddKey(std::string_view key) {
-    std::string lower = Lower(key);
+    std::string lower = AsciiLower(key);
     if (Find(lower) == mRecords.end()) {
         mRecords.push_back({std::move(lower), {}});
     }

@@ -8,6 +8,7 @@
 
 #include "database/clsJetFunctions.h"
 #include "database/clsJetTranslator.h"
+#include "database/clsTextDriverImport.h"
 #include "database/clsUpdatableSelect.h"
 
 namespace {
@@ -316,6 +317,9 @@ clsStatus clsDbConnection::Execute(std::string_view jetSql, long& recordsAffecte
     try {
         if (mDb == nullptr) {
             return NotOpen();
+        }
+        if (const auto import = clsTextDriverImport::Recognise(jetSql)) {
+            return import->Run(mDb, recordsAffected);
         }
         std::string sql;
         clsStatus status = clsJetTranslator::Translate(jetSql, sql);

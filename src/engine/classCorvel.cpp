@@ -1,6 +1,7 @@
 // classCorvel: settings, start-up, the data folder, stopping and the counts.
 #include "engine/classCorvel.h"
 
+#include <cstdlib>
 #include <system_error>
 
 namespace {
@@ -45,8 +46,9 @@ bool classCorvel::InitialiseEngine() {
         mDatabase->OpenDatabase(mDataFolder / kDatabaseName, true);
         mStatistics.Initialise(mDatabase.get());
         mRunning = true;
-        // The spam filter arrives with the classifier; until then its settings only are read.
         mLog->AddLog(prefix + "Initialise spam engine");
+        step = "spam engine";
+        StartSpamFilter();
         mLog->AddLog(prefix + "reading settings");
         step = "settings";
         ReadSettings();
@@ -105,6 +107,42 @@ void classCorvel::ReadSettings() {
                   db.ReadOption(kAntispamSection, "Minimum Spam Score", "0.8"));
     db.SaveOption(kAntispamSection, "Maximum Ham Score",
                   db.ReadOption(kAntispamSection, "Maximum Ham Score", "0.2"));
+    if (mSpamFilter) {
+        mSpamFilter->ApplySettings(ReadAntispamSettings());
+    }
+}
+
+clsAntispamSettings classCorvel::ReadAntispamSettings() {
+    classRulesDatabase& db = *mDatabase;
+    clsAntispamSettings settings;
+    const auto score = [&](std::string_view name, double fallback) {
+        const std::string text = db.ReadOption(kAntispamSection, name, "");
+        char* end = nullptr;
+        const double value = std::strtod(text.c_str(), &end);
+        return end != text.c_str() ? value : fallback;
+    };
+    settings.MinimumSpamScore = score("Minimum Spam Score", settings.MinimumSpamScore);
+    settings.MaximumHamScore = score("Maximum Ham Score", settings.MaximumHamScore);
+    settings.BalanceDatabase = db.ReadBooleanOption(kAntispamSection, "Balance Database", false);
+    settings.SpamLinksDefiniteSpam =
+        db.ReadBooleanOption(kAntispamSection, "Spam Links Definite Spam", false);
+    settings.UseExistingSpamHeaders =
+        db.ReadBooleanOption(kAntispamSection, "Use Existing Spam Headers", false);
+    settings.UseJunkSuspects = mUseJunkSuspects;
+    settings.UriBlockList =
+        db.ReadOption(kAntispamSection, "URI Block List", settings.UriBlockList);
+    settings.IpBlockList = db.ReadOption(kAntispamSection, "IP Block List", settings.IpBlockList);
+    settings.DnsServer = db.ReadOption(kAntispamSection, "DNS Server", settings.DnsServer);
+    settings.DnsTimeoutMilliseconds =
+        static_cast<int>(score("DNS Timeout", settings.DnsTimeoutMilliseconds));
+    return settings;
+}
+
+// The filter works on the corpora of the data folder, so a new folder means a new filter.
+void classCorvel::StartSpamFilter() {
+    if (mHost.SpamFilters) {
+        mSpamFilter = mHost.SpamFilters(*mDatabase, *mLog, mDataFolder);
+    }
 }
 
 void classCorvel::InitialiseFolderCache() {
@@ -127,6 +165,13 @@ void classCorvel::InitialiseFolderCache() {
     if (mFolderCache->CachedFolderCount() < 1) {
         mLog->AddLog(prefix + "rebuild folder cache");
         mFolderCache->BuildFolderCache();
+    }
+}
+
+void classCorvel::StopSpamFilter() {
+    if (mSpamFilter) {
+        mSpamFilter->Close();
+        mSpamFilter.reset();
     }
 }
 
@@ -153,10 +198,12 @@ bool classCorvel::ChangeRulesLocation(const std::filesystem::path& folder) {
     try {
         std::error_code error;  // a folder named on the command line may not exist yet
         std::filesystem::create_directories(folder, error);
+        StopSpamFilter();
         CloseStores();
         mDataFolder = folder;
         mHost.Settings.SaveText(kRulesSection, "Data File Location", folder.string());
         const bool opened = OpenStores();
+        StartSpamFilter();
         ReadSettings();
         ReadRules();
         if (opened) {
@@ -176,6 +223,7 @@ void classCorvel::Quit() {
     }
     mRunning = false;
     mAutoReply.reset();
+    StopSpamFilter();
     if (mFolderCache) {
         mFolderCache->CloseDatabase();
         mFolderCache.reset();

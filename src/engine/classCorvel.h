@@ -21,6 +21,7 @@
 #include "database/clsRuleRecord.h"
 #include "engine/clsAutoReplySender.h"
 #include "engine/clsRecipientSet.h"
+#include "engine/clsSpamEngine.h"
 #include "engine/clsStatistics.h"
 #include "foundation/clsLogFile.h"
 #include "foundation/clsSettings.h"
@@ -39,6 +40,7 @@ struct clsEngineHost {
     // When set (a --data-dir of the command line), the data folder whatever is stored.
     std::filesystem::path FixedDataFolder;
     clsAutoReplyFactory AutoReplies;
+    clsSpamEngineFactory SpamFilters;
 };
 
 class classCorvel {
@@ -85,6 +87,8 @@ public:
     clsLogFile& LogClass() { return *mLog; }
     clsStatistics& Statistics() { return mStatistics; }
     clsAutoReplySender* AutoReply() { return mAutoReply.get(); }
+    // Nothing when the owner gave no way to make one.
+    clsSpamEngine* SpamFilter() { return mSpamFilter.get(); }
     const std::filesystem::path& RulesLocation() const { return mDataFolder; }
     std::int32_t EmailsProcessed() const { return mEmailsProcessed; }
     std::int32_t RulesProcessed() const { return mRulesProcessed; }
@@ -156,6 +160,9 @@ private:
     bool OpenStores();
     void CloseStores();
     void ReadSettings();
+    clsAntispamSettings ReadAntispamSettings();
+    void StartSpamFilter();
+    void StopSpamFilter();
     void InitialiseFolderCache();
     std::filesystem::path ChooseDataFolder();
     void SetIncoming(bool incoming) { mIncoming = incoming; }
@@ -188,6 +195,7 @@ private:
     std::unique_ptr<classRulesDatabase> mDatabase;
     std::unique_ptr<clsFolderCache> mFolderCache;
     std::unique_ptr<clsAutoReplySender> mAutoReply;
+    std::unique_ptr<clsSpamEngine> mSpamFilter;
     clsStatistics mStatistics;
     std::filesystem::path mDataFolder;
     bool mRunning = false;

@@ -44,15 +44,9 @@ constexpr clsRuleColumn kRuleColumns[] = {{"FromEmail", "From"},
                                           {"Copy", "Copy or Move"},
                                           {"MarkAsRead", "Mark as read"}};
 
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
 // A flag of the first-generation files is set by "True", "Yes", "Y", "1" or "-1", in any case.
 bool IsSet(std::string_view cell) {
-    const std::string text = Lower(std::string(Trimmed(cell)));
+    const std::string text = AsciiLower(std::string(Trimmed(cell)));
     return text == "true" || text == "yes" || text == "y" || text == "1" || text == "-1";
 }
 
@@ -74,7 +68,7 @@ clsRuleRecord RuleFromRow(const clsDataFile& rows, const std::string& key, bool 
     rule.StopProcessing = IsSet(rows.GetValue(key, "StopProcessing"));
     clsRuleAction& action = rule.Actions.emplace_back();
     action.TargetFolder = Trimmed(rows.GetValue(key, "TargetFolder"));
-    action.Copy = Lower(std::string(Trimmed(rows.GetValue(key, "Copy")))) == "c";
+    action.Copy = AsciiLower(std::string(Trimmed(rows.GetValue(key, "Copy")))) == "c";
     action.MarkAsRead = IsSet(rows.GetValue(key, "MarkAsRead"));
     return rule;
 }

@@ -5,15 +5,7 @@
 #include "engine/clsQueryAddress.h"
 #include "foundation/CommonHelpers.h"
 
-namespace {
-
-std::string AsciiLower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; });
-    return text;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 bool classCorvel::ProcessSentItem(clsMailItem& item, bool reprocess, bool includeDisabled) {
     SetIncoming(false);

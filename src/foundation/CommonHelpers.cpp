@@ -1,7 +1,9 @@
 #include "foundation/CommonHelpers.h"
 
 #include <cstdint>
+#include <fstream>
 #include <iterator>
+#include <sstream>
 #include <utility>
 
 namespace {
@@ -83,4 +85,25 @@ clsListFont RestoreListFont(const clsSettings& settings) {
                        static_cast<long>(settings.ReadNumber("View", "Font Size", defaults.Size)),
                        settings.ReadBoolean("View", "Font Bold", defaults.Bold),
                        settings.ReadBoolean("View", "Font Italic", defaults.Italic)};
+}
+
+std::string AsciiLower(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    return lower;
+}
+
+std::optional<std::string> ReadFileBytes(const std::filesystem::path& file) {
+    std::error_code error;
+    std::ifstream in(file, std::ios::binary);
+    if (!in || !std::filesystem::is_regular_file(file, error)) {
+        return std::nullopt;
+    }
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return in.bad() ? std::nullopt : std::optional<std::string>(std::move(bytes).str());
 }

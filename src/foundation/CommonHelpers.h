@@ -3,6 +3,7 @@
 // patterns, and remembering window placement and the list font for the user interface.
 // Pure or settings-backed; any thread; never throw.
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +12,12 @@
 
 // The text without the given characters at either end (a view into text).
 std::string_view Trimmed(std::string_view text, std::string_view blanks = " \t");
+
+// The bytes of a regular file, whole; nothing when it is missing, no regular file or unreadable.
+std::optional<std::string> ReadFileBytes(const std::filesystem::path& file);
+
+// The text with A-Z as a-z; other bytes (UTF-8 included) as they are.
+std::string AsciiLower(std::string_view text);
 
 // Doubles "'"; with forLike also brackets "[", "]", "%", "_", "?" and "#" so a LIKE pattern
 // matches them literally. "*" is left alone: it stays a wildcard.

@@ -50,8 +50,14 @@ bool clsRegExp::Test(std::string_view subject) const {
 
 std::vector<std::string> clsRegExp::Matches(std::string_view subject) const {
     std::vector<std::string> found;
+    ForEachMatch(subject, [&found](std::string_view match) { found.emplace_back(match); });
+    return found;
+}
+
+void clsRegExp::ForEachMatch(std::string_view subject,
+                             const std::function<void(std::string_view)>& onMatch) const {
     if (!mCode) {
-        return found;
+        return;
     }
     clsMatchData match(Code(mCode));
     const auto* text = reinterpret_cast<PCRE2_SPTR>(subject.data());
@@ -60,9 +66,30 @@ std::vector<std::string> clsRegExp::Matches(std::string_view subject) const {
             break;
         }
         const PCRE2_SIZE* range = pcre2_get_ovector_pointer(match.Data);
-        found.emplace_back(subject.substr(range[0], range[1] - range[0]));
+        onMatch(subject.substr(range[0], range[1] - range[0]));
         // After an empty match step over one byte, or the search would stand still.
         start = range[1] > range[0] ? range[1] : range[1] + 1;
     }
-    return found;
+}
+
+std::vector<std::string_view> clsRegExp::SubMatches(std::string_view subject) const {
+    std::vector<std::string_view> groups;
+    if (!mCode) {
+        return groups;
+    }
+    clsMatchData match(Code(mCode));
+    const int found = pcre2_match(Code(mCode), reinterpret_cast<PCRE2_SPTR>(subject.data()),
+                                  subject.size(), 0, 0, match.Data, nullptr);
+    if (found < 0) {
+        return groups;
+    }
+    const PCRE2_SIZE* range = pcre2_get_ovector_pointer(match.Data);
+    const uint32_t count = pcre2_get_ovector_count(match.Data);
+    for (uint32_t i = 0; i < count; ++i) {
+        const PCRE2_SIZE first = range[2 * i];
+        const PCRE2_SIZE last = range[2 * i + 1];
+        groups.push_back(first == PCRE2_UNSET ? std::string_view()
+                                              : subject.substr(first, last - first));
+    }
+    return groups;
 }

@@ -5,6 +5,7 @@
 // Owned by its user; a compiled pattern may be shared by threads only with a match context each,
 // so keep one per thread. A pattern that does not compile matches nothing and says why in Error().
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,6 +23,12 @@ public:
     bool Test(std::string_view subject) const;
     // Every match of the whole pattern, left to right, empty ones included (a global search).
     std::vector<std::string> Matches(std::string_view subject) const;
+    // The same search without copies: onMatch sees each match as a view into subject.
+    void ForEachMatch(std::string_view subject,
+                      const std::function<void(std::string_view)>& onMatch) const;
+    // The first match and its groups (VBScript's SubMatches): [0] is the whole match, [n] group
+    // n, an unset group empty. Empty when nothing matches. Views into subject.
+    std::vector<std::string_view> SubMatches(std::string_view subject) const;
 
 private:
     void* mCode = nullptr;  // pcre2_code_8, kept opaque so that users need not see pcre2.h

@@ -36,7 +36,8 @@ struct clsEngineFixture : clsTestEnvironment {
                                                              .Application = Application.get(),
                                                              .DefaultDataFolder = DataFolder,
                                                              .FixedDataFolder = {},
-                                                             .AutoReplies = std::move(replies)});
+                                                             .AutoReplies = std::move(replies),
+                                                             .SpamFilters = {}});
         Engine->SetLogFile(Log);
         ASSERT_TRUE(Engine->InitialiseEngine());
     }

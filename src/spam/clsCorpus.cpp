@@ -1,0 +1,273 @@
+#include "spam/clsCorpus.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "database/classRulesDatabase.h"
+#include "foundation/CommonHelpers.h"
+#include "foundation/clsRegExp.h"
+
+namespace {
+
+using Code = clsStatus::Code;
+
+constexpr std::array<std::string_view, 10> kIgnoredWords = {"and", "to", "the", "for", "with",
+                                                            "are", "in", "as",  "of",  "but"};
+constexpr std::string_view kFileHeading = "Token, Count\r\n";
+constexpr std::string_view kOldSeparator = " , ";
+constexpr std::size_t kReadBlock = 1 << 16;
+
+char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });
+}
+
+bool IsIgnored(std::string_view token) {
+    return std::any_of(kIgnoredWords.begin(), kIgnoredWords.end(),
+                       [token](std::string_view word) { return EqualNoCase(token, word); });
+}
+
+// Compiled once for every corpus: the spam filter makes four.
+const clsRegExp& Tokeniser() {
+    static const clsRegExp pattern(clsCorpus::kTokenPattern, false);
+    return pattern;
+}
+
+std::int32_t Saturated(std::int64_t count) {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(
+        count, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
+}
+
+// The tokeniser makes no cell that needs quotes; a token given to AddToken might.
+std::string FileCell(std::string_view token) {
+    if (token.find_first_of(",\"\r\n") == std::string_view::npos) {
+        return std::string(token);
+    }
+    std::string cell = "\"";
+    for (char c : token) {
+        cell.append(c == '"' ? 2 : 1, c);
+    }
+    return cell + "\"";
+}
+
+// The text driver wants the folder without its trailing separator.
+std::string FolderText(const std::filesystem::path& folder) {
+    std::string text = folder.string();
+    while (text.size() > 1 && text.back() == '/') {
+        text.pop_back();
+    }
+    return text;
+}
+
+std::optional<std::int64_t> WholeNumber(std::string_view text) {
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || text.empty()) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+}  // namespace
+
+std::size_t clsCorpus::clsNoCaseHash::operator()(std::string_view text) const {
+    std::uint64_t hash = 14695981039346656037ull;  // FNV-1a over the lower-cased bytes
+    for (char c : text) {
+        hash = (hash ^ static_cast<unsigned char>(LowerAscii(c))) * 1099511628211ull;
+    }
+    return static_cast<std::size_t>(hash);
+}
+
+bool clsCorpus::clsNoCaseEqual::operator()(std::string_view a, std::string_view b) const {
+    return EqualNoCase(a, b);
+}
+
+clsCorpus::clsCorpus(std::string name, clsLogFile& log) : mName(std::move(name)), mLog(log) {}
+
+void clsCorpus::Fail(std::string_view member, const clsStatus& status) const {
+    mLog.AddErrorLog("Corpus->" + std::string(member), status);
+}
+
+void clsCorpus::Merge(std::string_view token, std::int64_t count) {
+    if (EqualNoCase(token, kVersionToken)) {
+        mCorpusVersion = Saturated(count);
+        return;
+    }
+    if (token.empty()) {
+        return;
+    }
+    const auto found = mCounts.find(token);
+    if (found != mCounts.end()) {
+        found->second = Saturated(std::int64_t{found->second} + count);
+        return;
+    }
+    std::string key(token);
+    std::transform(key.begin(), key.end(), key.begin(), LowerAscii);
+    mCounts.emplace(std::move(key), Saturated(count));
+}
+
+void clsCorpus::AddToken(std::string_view token) {
+    token = Trimmed(token);
+    // The version row must stay the only one of its name, so the pseudo-token is never counted.
+    if (!IsIgnored(token) && !EqualNoCase(token, kVersionToken)) {
+        try {
+            Merge(token, 1);
+        } catch (const std::exception& error) {
+            mLog.AddErrorLog("Corpus->AddToken", error);
+        }
+    }
+}
+
+void clsCorpus::ProcessData(std::string_view text) {
+    // No token holds a line break, so the whole text gives the same tokens as its lines do.
+    Tokeniser().ForEachMatch(text, [this](std::string_view token) { AddToken(token); });
+}
+
+bool clsCorpus::ProcessFile(const std::filesystem::path& file) {
+    try {
+        std::ifstream in(file, std::ios::binary);
+        if (!in) {
+            Fail("ProcessFile", clsStatus::Error(Code::NotFound, "cannot open " + file.string()));
+            return false;
+        }
+        // Blocks cut after their last line break, so a token is never cut in two.
+        std::string pending;
+        std::vector<char> block(kReadBlock);
+        while (in.read(block.data(), static_cast<std::streamsize>(block.size())) ||
+               in.gcount() > 0) {
+            pending.append(block.data(), static_cast<std::size_t>(in.gcount()));
+            const std::size_t cut = pending.rfind('\n');
+            if (cut != std::string::npos) {
+                ProcessData(std::string_view(pending).substr(0, cut + 1));
+                pending.erase(0, cut + 1);
+            }
+        }
+        ProcessData(pending);
+        if (in.bad()) {
+            Fail("ProcessFile", clsStatus::Error(Code::Io, "cannot read " + file.string()));
+            return false;
+        }
+        return true;
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog("Corpus->ProcessFile", error);
+        return false;
+    }
+}
+
+std::int32_t clsCorpus::Count(std::string_view token) const {
+    const auto found = mCounts.find(token);
+    return found == mCounts.end() ? 0 : found->second;
+}
+
+bool clsCorpus::LoadCorpusDB(classRulesDatabase& db) {
+    try {
+        mCounts.clear();
+        mCorpusVersion = 0;
+        const std::unique_ptr<clsRecordset> rs = db.GetRS("SELECT * FROM " + mName);
+        if (!rs) {
+            Fail("LoadCorpusDB", clsStatus::Error(Code::NotFound, "cannot read table " + mName));
+            return false;
+        }
+        mCounts.reserve(static_cast<std::size_t>(rs->RecordCount()));
+        for (; !rs->Eof(); rs->MoveNext()) {
+            Merge(rs->Field("Token").AsText(), rs->Field("Count").AsLong());
+        }
+        return true;
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog("Corpus->LoadCorpusDB", error);
+        return false;
+    }
+}
+
+bool clsCorpus::SaveAsCorpusDB(const std::filesystem::path& file) {
+    try {
+        std::vector<const clsCounts::value_type*> sorted;
+        sorted.reserve(mCounts.size());
+        for (const auto& entry : mCounts) {
+            sorted.push_back(&entry);
+        }
+        std::sort(sorted.begin(), sorted.end(),
+                  [](const auto* a, const auto* b) { return a->first < b->first; });
+        std::string text(kFileHeading);
+        text.append(kVersionToken).append(", " + std::to_string(mCorpusVersion) + "\r\n");
+        for (const auto* entry : sorted) {
+            text.append(FileCell(entry->first))
+                .append(", " + std::to_string(entry->second) + "\r\n");
+        }
+        std::ofstream out(file, std::ios::binary | std::ios::trunc);
+        if (!out.write(text.data(), static_cast<std::streamsize>(text.size())).flush()) {
+            Fail("SaveAsCorpusDB", clsStatus::Error(Code::Io, "cannot write " + file.string()));
+            return false;
+        }
+        return true;
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog("Corpus->SaveAsCorpusDB", error);
+        return false;
+    }
+}
+
+bool clsCorpus::SaveCorpusDB(classRulesDatabase& db, const std::filesystem::path& dataFolder,
+                             std::string_view fileName) {
+    try {
+        mLog.AddLog("Corpus->SaveCorpusDB: saving " + mName);
+        if (!SaveAsCorpusDB(dataFolder / fileName)) {
+            return false;
+        }
+        // One transaction, so a failed insert cannot leave the table emptied by the delete.
+        long affected = 0;
+        const bool began = db.RunCommand("BEGIN TRANSACTION", affected);
+        bool saved = db.RunCommand("DELETE FROM " + mName, affected) &&
+                     db.RunCommand("INSERT INTO [" + mName +
+                                       "] SELECT * FROM [Text;Database=" + FolderText(dataFolder) +
+                                       ";HDR=YES].[" + std::string(fileName) + "]",
+                                   affected);
+        if (began && saved) {
+            saved = db.RunCommand("COMMIT TRANSACTION", affected);
+        }
+        if (began && !saved) {
+            static_cast<void>(db.RunCommand("ROLLBACK TRANSACTION", affected));
+        }
+        if (!saved) {
+            Fail("SaveCorpusDB", clsStatus::Error(Code::Database, "table " + mName + " kept"));
+        }
+        return saved;
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog("Corpus->SaveCorpusDB", error);
+        return false;
+    }
+}
+
+bool clsCorpus::LoadCorpus(const std::filesystem::path& file) {
+    try {
+        std::ifstream in(file, std::ios::binary);
+        if (!in) {
+            Fail("LoadCorpus", clsStatus::Error(Code::NotFound, "cannot open " + file.string()));
+            return false;
+        }
+        mCounts.clear();
+        mCorpusVersion = 0;
+        for (std::string line; std::getline(in, line);) {
+            const std::string_view text = Trimmed(line, " \t\r");
+            const std::size_t separator = text.find(kOldSeparator);
+            if (separator == std::string_view::npos) {
+                continue;  // a heading or a stray line
+            }
+            const auto count = WholeNumber(Trimmed(text.substr(separator + kOldSeparator.size())));
+            if (count) {
+                Merge(Trimmed(text.substr(0, separator)), *count);
+            }
+        }
+        return true;
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog("Corpus->LoadCorpus", error);
+        return false;
+    }
+}

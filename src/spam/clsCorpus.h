@@ -1,0 +1,91 @@
+#pragma once
+// clsCorpus: one bag of words, the number of times each token was seen in the mail trained into
+// it, with the corpus's version stamp. The spam filter holds four (good and bad bodies and
+// headers). A corpus lives in the rules database table of its name and travels as a text file
+// ("Token, Count" then "token, count" lines, CRLF, the version as the line "Corpus_Version, n"),
+// which is also how it is bulk-loaded into the table.
+//
+// Tokens compare without regard to ASCII case: AddToken stores them lower-cased, so "Viagra" and
+// "viagra" count together and the classifier's lower-case lookups find them; the ignored words
+// ("and", "the", ...) match in any case too.
+//
+// Owned by the spam filter; event-loop thread only (one instance per thread otherwise).
+// Failure: loads and saves log through AddErrorLog under "Corpus-><Member>" and return false,
+// keeping what was read so far; nothing throws.
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "foundation/clsLogFile.h"
+
+class classRulesDatabase;
+
+class clsCorpus {
+public:
+    static constexpr std::string_view kTokenPattern = R"(([a-zA-Z\[<][a-zA-Z0-9-'\$£\]]+>*))";
+    static constexpr std::string_view kVersionToken = "Corpus_Version";
+
+    // name: the table's name ("Good_Corpus", ...).
+    clsCorpus(std::string name, clsLogFile& log);
+
+    const std::string& Name() const { return mName; }
+
+    // Counts token once more, blanks trimmed; an ignored word is not counted.
+    void AddToken(std::string_view token);
+    // Counts every token of text.
+    void ProcessData(std::string_view text);
+    // Counts every token of a text file; false when it cannot be read.
+    bool ProcessFile(const std::filesystem::path& file);
+    void ClearDictionary() { mCounts.clear(); }
+
+    // How often token was seen, any case; 0 when never.
+    std::int32_t Count(std::string_view token) const;
+    // Distinct tokens held (the version is none).
+    std::size_t TokenCount() const { return mCounts.size(); }
+    std::int32_t CorpusVersion() const { return mCorpusVersion; }
+    void SetCorpusVersion(std::int32_t version) { mCorpusVersion = version; }
+
+    // Replaces the counts and version with the rows of the table ("SELECT * FROM " + name). A
+    // missing table leaves an empty corpus of version 0 (and false).
+    bool LoadCorpusDB(classRulesDatabase& db);
+    // Writes the corpus file, tokens in ascending order after the version line.
+    bool SaveAsCorpusDB(const std::filesystem::path& file);
+    // Writes <dataFolder>/<fileName> and replaces the table's rows with the file's in one
+    // transaction; the table is unchanged when any step fails.
+    bool SaveCorpusDB(classRulesDatabase& db, const std::filesystem::path& dataFolder,
+                      std::string_view fileName);
+    // Replaces the counts with those of an older corpus file, "token , count" per line.
+    bool LoadCorpus(const std::filesystem::path& file);
+
+    // Calls f(std::string_view token, std::int32_t count) for every token, in no set order.
+    template <class F>
+    void ForEachToken(F f) const {
+        for (const auto& [token, count] : mCounts) {
+            f(std::string_view(token), count);
+        }
+    }
+
+private:
+    // ASCII case-blind hashing and comparison that take views, so a lookup never allocates.
+    struct clsNoCaseHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const;
+    };
+    struct clsNoCaseEqual {
+        using is_transparent = void;
+        bool operator()(std::string_view a, std::string_view b) const;
+    };
+    using clsCounts = std::unordered_map<std::string, std::int32_t, clsNoCaseHash, clsNoCaseEqual>;
+
+    // Adds count to token's entry (saturating), or sets the version for the version row.
+    void Merge(std::string_view token, std::int64_t count);
+    void Fail(std::string_view member, const clsStatus& status) const;
+
+    std::string mName;
+    clsLogFile& mLog;
+    clsCounts mCounts;
+    std::int32_t mCorpusVersion = 0;
+};

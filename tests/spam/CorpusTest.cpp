@@ -1,0 +1,200 @@
+// Token corpora: tokenising, counting, and their round trips through files and a real Rules.mdb.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <map>
+#include <string>
+
+#include "database/RulesDatabaseTestSupport.h"
+#include "spam/clsCorpus.h"
+
+namespace {
+
+using Counts = std::map<std::string, std::int32_t>;
+
+Counts AllCounts(const clsCorpus& corpus) {
+    Counts counts;
+    corpus.ForEachToken([&counts](std::string_view token, std::int32_t count) {
+        counts.emplace(std::string(token), count);
+    });
+    return counts;
+}
+
+void WriteFile(const std::filesystem::path& file, std::string_view text) {
+    std::ofstream(file, std::ios::binary) << text;
+}
+
+// A 100,000-token corpus must save and load well within a second when optimised; unoptimised and
+// sanitised builds get slack, but a save row by row (minutes) still fails them.
+#if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__)
+constexpr auto kCorpusTimeLimit = std::chrono::seconds(1);
+#else
+constexpr auto kCorpusTimeLimit = std::chrono::seconds(5);
+#endif
+
+struct CorpusTest : clsDatabaseFixture, testing::Test {
+    void SetUp() override { ASSERT_TRUE(Open()); }
+};
+
+}  // namespace
+
+TEST(Corpus, ProcessDataCountsEveryTokenTheTokeniserFinds) {
+    struct Case {
+        std::string_view Text;
+        Counts Expected;
+    };
+    for (const Case& c : {
+             Case{"The the THE and To of but", {}},
+             Case{"a b c 1 2 3", {}},
+             Case{"win $1000 now", {{"win", 1}, {"now", 1}}},
+             Case{"spam spam", {{"spam", 2}}},
+             Case{"Viagra viagra VIAGRA", {{"viagra", 3}}},
+             // "</body>" gives "body>": a token cannot start with "/".
+             Case{"<html><body>hi</body>", {{"<html>", 1}, {"<body>", 1}, {"hi", 1}, {"body>", 1}}},
+             Case{"[tag] it's e-mail $5", {{"[tag]", 1}, {"it's", 1}, {"e-mail", 1}}},
+             Case{"cost\xC2\xA3"
+                  "5 pounds",
+                  {{"cost\xC2\xA3"
+                    "5",
+                    1},
+                   {"pounds", 1}}},
+             Case{"line one\r\nline two\nline\r\n", {{"line", 3}, {"one", 1}, {"two", 1}}},
+             Case{"Corpus_Version", {{"corpus", 1}, {"version", 1}}},
+             Case{"\xFF\xFEok\x80 r\xE9sum\xE9", {{"ok", 1}, {"sum", 1}}},
+         }) {
+        SCOPED_TRACE(c.Text);
+        clsTestEnvironment env;
+        clsCorpus corpus("Good_Corpus", env.Log);
+        corpus.ProcessData(c.Text);
+        EXPECT_EQ(AllCounts(corpus), c.Expected);
+        EXPECT_EQ(corpus.TokenCount(), c.Expected.size());
+    }
+}
+
+TEST(Corpus, AddTokenTrimsFoldsCaseAndSkipsIgnoredWordsAndTheVersionName) {
+    clsTestEnvironment env;
+    clsCorpus corpus("Bad_Corpus", env.Log);
+    for (std::string_view token :
+         {"  Padded\t", "padded", "PADDED", "With", "", "   ", "corpus_version", "x,y\"z"}) {
+        corpus.AddToken(token);
+    }
+    EXPECT_EQ(AllCounts(corpus), (Counts{{"padded", 3}, {"x,y\"z", 1}}));
+    EXPECT_EQ(corpus.Count("Padded"), 3);
+    EXPECT_EQ(corpus.Count("with"), 0);
+    corpus.ClearDictionary();
+    EXPECT_EQ(corpus.Count("padded"), 0);
+}
+
+TEST(Corpus, ProcessFileGivesTheSameCountsAsTheTextAcrossReadBlocks) {
+    clsTestEnvironment env;
+    // Long enough to cross several read blocks, with tokens of odd lengths everywhere.
+    std::string text;
+    for (int i = 0; text.size() < 300000; ++i) {
+        text += "tok" + std::to_string(i % 977) + (i % 13 == 0 ? "\r\n" : " ") +
+                (i % 7 == 0 ? "<b>\n" : "");
+    }
+    text += "lastline-without-break";
+    const std::filesystem::path file = env.Folder.Path() / "mail.txt";
+    WriteFile(file, text);
+    clsCorpus fromText("Good_Corpus", env.Log);
+    fromText.ProcessData(text);
+    clsCorpus fromFile("Good_Corpus", env.Log);
+    ASSERT_TRUE(fromFile.ProcessFile(file));
+    EXPECT_EQ(AllCounts(fromFile), AllCounts(fromText));
+    EXPECT_EQ(fromFile.Count("lastline-without-break"), 1);
+
+    EXPECT_FALSE(fromFile.ProcessFile(env.Folder.Path() / "missing.txt"));
+    EXPECT_NE(env.LogText().find("Corpus->ProcessFile"), std::string::npos);
+}
+
+TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersion) {
+    clsCorpus corpus("Good_Corpus", Log);
+    corpus.ProcessData(
+        "<html> cost\xC2\xA3"
+        "5 Hello hello [x] it's");
+    corpus.AddToken("comma,token");
+    corpus.SetCorpusVersion(7);
+    const std::filesystem::path folder = Folder.Path() / "data";
+    std::filesystem::create_directories(folder);
+    ASSERT_TRUE(corpus.SaveCorpusDB(Db, folder / "", "corpus_good.csv"));
+    // Saved twice: the second save replaces the rows instead of adding to them.
+    ASSERT_TRUE(corpus.SaveCorpusDB(Db, folder, "corpus_good.csv"));
+
+    const std::vector<std::string> lines = ReadLines(folder / "corpus_good.csv");
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines[0], "Token, Count\r");
+    EXPECT_EQ(lines[1], "Corpus_Version, 7\r");
+    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM Good_Corpus"), std::to_string(corpus.TokenCount() + 1));
+    EXPECT_EQ(Scalar("SELECT typeof(Count) FROM Good_Corpus WHERE Token = \"HELLO\""), "integer");
+
+    clsCorpus loaded("Good_Corpus", Log);
+    loaded.AddToken("stale");
+    ASSERT_TRUE(loaded.LoadCorpusDB(Db));
+    EXPECT_EQ(AllCounts(loaded), AllCounts(corpus));
+    EXPECT_EQ(loaded.CorpusVersion(), 7);
+    EXPECT_EQ(loaded.Count("hello"), 2);
+}
+
+TEST_F(CorpusTest, AFailedSaveLeavesTheTableAsItWas) {
+    clsCorpus corpus("Bad_Corpus", Log);
+    corpus.ProcessData("kept words");
+    ASSERT_TRUE(corpus.SaveCorpusDB(Db, Folder.Path(), "corpus_bad.csv"));
+    BuildRaw(
+        {"CREATE TRIGGER refuse BEFORE INSERT ON Bad_Corpus WHEN NEW.Token = 'poison' "
+         "BEGIN SELECT RAISE(ABORT, 'refused'); END"});
+    corpus.ProcessData("poison");
+    EXPECT_FALSE(corpus.SaveCorpusDB(Db, Folder.Path(), "corpus_bad.csv"));
+    EXPECT_NE(LogText().find("Corpus->SaveCorpusDB"), std::string::npos);
+
+    clsCorpus loaded("Bad_Corpus", Log);
+    ASSERT_TRUE(loaded.LoadCorpusDB(Db));
+    EXPECT_EQ(AllCounts(loaded), (Counts{{"kept", 1}, {"words", 1}}));
+    // The database is usable afterwards: no transaction was left open.
+    clsDatabaseFixture::Run("DROP TRIGGER refuse");
+    EXPECT_TRUE(corpus.SaveCorpusDB(Db, Folder.Path(), "corpus_bad.csv"));
+}
+
+TEST_F(CorpusTest, AMissingTableGivesAnEmptyCorpusOfVersionZero) {
+    clsDatabaseFixture::Run("DROP TABLE Good_Headers");
+    clsCorpus corpus("Good_Headers", Log);
+    corpus.ProcessData("left over");
+    corpus.SetCorpusVersion(3);
+    EXPECT_FALSE(corpus.LoadCorpusDB(Db));
+    EXPECT_EQ(corpus.TokenCount(), 0u);
+    EXPECT_EQ(corpus.CorpusVersion(), 0);
+    EXPECT_NE(LogText().find("Corpus->LoadCorpusDB"), std::string::npos);
+}
+
+TEST(Corpus, LoadCorpusReadsTheOlderBlankCommaBlankFiles) {
+    clsTestEnvironment env;
+    const std::filesystem::path file = env.Folder.Path() / "old.txt";
+    WriteFile(file,
+              "Token , Count\r\nhello , 3\r\n  Spaced  ,  4 \r\nCorpus_Version , 9\r\n"
+              "writer, 5\r\nno separator\r\nHELLO , 2\r\nnumber , x1\r\n");
+    clsCorpus corpus("Good_Corpus", env.Log);
+    corpus.AddToken("replaced");
+    ASSERT_TRUE(corpus.LoadCorpus(file));
+    EXPECT_EQ(AllCounts(corpus), (Counts{{"hello", 5}, {"spaced", 4}}));
+    EXPECT_EQ(corpus.CorpusVersion(), 9);
+    EXPECT_FALSE(corpus.LoadCorpus(env.Folder.Path() / "missing.txt"));
+    EXPECT_NE(env.LogText().find("Corpus->LoadCorpus: "), std::string::npos);
+}
+
+TEST_F(CorpusTest, AHundredThousandTokensSaveAndLoadWithinASecondEach) {
+    clsCorpus corpus("Bad_Corpus", Log);
+    for (int i = 0; i < 100000; ++i) {
+        corpus.AddToken("token" + std::to_string(i));
+    }
+    Log.SetLogDetailLevel(0);  // timing the work, not the SQL log lines
+    const auto started = std::chrono::steady_clock::now();
+    ASSERT_TRUE(corpus.SaveCorpusDB(Db, Folder.Path(), "corpus_bad.csv"));
+    const auto saved = std::chrono::steady_clock::now();
+    clsCorpus loaded("Bad_Corpus", Log);
+    ASSERT_TRUE(loaded.LoadCorpusDB(Db));
+    const auto done = std::chrono::steady_clock::now();
+    EXPECT_EQ(loaded.TokenCount(), 100000u);
+    EXPECT_EQ(loaded.Count("token99999"), 1);
+    EXPECT_LT(saved - started, kCorpusTimeLimit);
+    EXPECT_LT(done - saved, kCorpusTimeLimit);
+}
