@@ -4,20 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "foundation/clsRegistryAccess.h"
 #include "support/TestSupport.h"
 
 using Strings = std::vector<std::string>;
-
-inline void WriteWholeFile(const std::filesystem::path& file, std::string_view text) {
-    std::ofstream out(file, std::ios::binary);
-    out << text;
-}
 
 struct RegistryFixture : ::testing::Test {
     clsTempFolder Folder;
