@@ -6,20 +6,19 @@
 #include "foundation/clsRegistry.h"
 
 TEST_F(RegistryFixture, BothSpellingsOfEachRootAddressItsFileAndOtherNamesAreRefused) {
-    struct Case {
-        std::string_view Full, Short, File;
-    };
-    for (const Case& c : {Case{"HKEY_CURRENT_USER", "hkcu", "registry.reg"},
-                          Case{"HKEY_LOCAL_MACHINE", "HKLM", "registry-HKLM.reg"},
-                          Case{"HKEY_CLASSES_ROOT", "HKCR", "registry-HKCR.reg"},
-                          Case{"hkey_users", "HKUS", "registry-HKUS.reg"},
-                          Case{"HKEY_PERFORMANCE_DATA", "HKPD", "registry-HKPD.reg"},
-                          Case{"HKEY_DYN_DATA", "HkDd", "registry-HKDD.reg"},
-                          Case{"HKEY_CURRENT_CONFIG", "HKCC", "registry-HKCC.reg"}}) {
-        SCOPED_TRACE(c.Full);
-        ASSERT_TRUE(Registry.WriteString(c.Short, "Software\\Kesto", "Root", c.Short));
-        EXPECT_EQ(Registry.ReadString(c.Full, "Software\\Kesto", "Root", "-"), c.Short);
-        EXPECT_TRUE(std::filesystem::exists(Folder.Path() / c.File));
+    using Row = std::tuple<std::string_view, std::string_view, std::string_view>;
+    for (const auto& [full, brief, file] :
+         {Row{"HKEY_CURRENT_USER", "hkcu", "registry.reg"},
+          Row{"HKEY_LOCAL_MACHINE", "HKLM", "registry-HKLM.reg"},
+          Row{"HKEY_CLASSES_ROOT", "HKCR", "registry-HKCR.reg"},
+          Row{"hkey_users", "HKUS", "registry-HKUS.reg"},
+          Row{"HKEY_PERFORMANCE_DATA", "HKPD", "registry-HKPD.reg"},
+          Row{"HKEY_DYN_DATA", "HkDd", "registry-HKDD.reg"},
+          Row{"HKEY_CURRENT_CONFIG", "HKCC", "registry-HKCC.reg"}}) {
+        SCOPED_TRACE(full);
+        ASSERT_TRUE(Registry.WriteString(brief, "Software\\Kesto", "Root", brief));
+        EXPECT_EQ(Registry.ReadString(full, "Software\\Kesto", "Root", "-"), brief);
+        EXPECT_TRUE(std::filesystem::exists(Folder.Path() / file));
     }
     for (std::string_view root : {"HKU", "HKEY_USER", "HKCU\\Software", "", "HKEY_CURRENT_USERS"}) {
         SCOPED_TRACE(root);
@@ -67,25 +66,30 @@ TEST_F(RegistryFixture, TheFileIsREGEDIT4WithParentsFirstAndTheDefaultValueAsAt)
     EXPECT_EQ(Registry.ReadString("HKCU", "Software\\Kesto", "@", "-"), "named");
 }
 
-TEST_F(RegistryFixture, MissingValuesAndOtherTypesGiveTheDefault) {
+TEST_F(RegistryFixture, MissingFilesKeysValuesAndOtherTypesGiveTheDefault) {
+    EXPECT_FALSE(Registry.KeyExists("HKCU", "Software"));
+    EXPECT_TRUE(Registry.KeyExists("HKCU", ""));
+    EXPECT_TRUE(Registry.EnumKeys("HKCU", "").empty());
+    EXPECT_TRUE(Registry.LastError().IsOk());
+    EXPECT_FALSE(Registry.KillValue("HKCU", "Software", "v"));
+    EXPECT_FALSE(std::filesystem::exists(UserFile())) << "a failed change wrote the file";
+
     ASSERT_TRUE(Registry.WriteString("HKCU", "K", "Text", "hello"));
     ASSERT_TRUE(Registry.WriteString("HKCU", "K", "Decimal", " 42 "));
     ASSERT_TRUE(Registry.WriteDWORD("HKCU", "K", "Number", 10));
     ASSERT_TRUE(Registry.WriteBinary("HKCU", "K", "Bytes", "00 1F"));
-    struct Case {
-        std::string_view Key, Value;
-        std::string_view AsText, AsBinary;
-        std::uint32_t AsNumber;
-    };
-    for (const Case& c :
-         {Case{"K", "Text", "hello", "dflt", 99}, Case{"K", "Decimal", " 42 ", "dflt", 42},
-          Case{"K", "Number", "10", "dflt", 10}, Case{"K", "Bytes", "00 1F", "00 1F", 99},
-          Case{"K", "Missing", "dflt", "dflt", 99}, Case{"Missing", "Text", "dflt", "dflt", 99}}) {
-        SCOPED_TRACE(std::string(c.Key) + "/" + std::string(c.Value));
-        EXPECT_EQ(Registry.ReadString("HKCU", c.Key, c.Value, "dflt"), c.AsText);
-        EXPECT_EQ(Registry.ReadBinary("HKCU", c.Key, c.Value, "dflt"), c.AsBinary);
-        EXPECT_EQ(Registry.ReadDWORD("HKCU", c.Key, c.Value, 99), c.AsNumber);
-        EXPECT_EQ(Registry.LastError().IsOk(), c.AsNumber != 99);
+    // Key, value, and what each reader gives with the defaults "dflt" and 99.
+    using Row = std::tuple<std::string_view, std::string_view, std::string_view, std::string_view,
+                           std::uint32_t>;
+    for (const auto& [key, value, asText, asBinary, asNumber] :
+         {Row{"K", "Text", "hello", "dflt", 99}, Row{"K", "Decimal", " 42 ", "dflt", 42},
+          Row{"K", "Number", "10", "dflt", 10}, Row{"K", "Bytes", "00 1F", "00 1F", 99},
+          Row{"K", "Missing", "dflt", "dflt", 99}, Row{"Missing", "Text", "dflt", "dflt", 99}}) {
+        SCOPED_TRACE(std::string(key) + "/" + std::string(value));
+        EXPECT_EQ(Registry.ReadString("HKCU", key, value, "dflt"), asText);
+        EXPECT_EQ(Registry.ReadBinary("HKCU", key, value, "dflt"), asBinary);
+        EXPECT_EQ(Registry.ReadDWORD("HKCU", key, value, 99), asNumber);
+        EXPECT_EQ(Registry.LastError().IsOk(), asNumber != 99);
     }
 }
 
@@ -109,15 +113,6 @@ TEST_F(RegistryFixture, KillKeyRemovesTheSubtreeAndEnumsKeepCreationOrder) {
     EXPECT_TRUE(Registry.KeyExists("HKCU", "R\\b"));
 }
 
-TEST_F(RegistryFixture, AMissingFileReadsAsEmpty) {
-    EXPECT_FALSE(Registry.KeyExists("HKCU", "Software"));
-    EXPECT_TRUE(Registry.KeyExists("HKCU", ""));
-    EXPECT_TRUE(Registry.EnumKeys("HKCU", "").empty());
-    EXPECT_TRUE(Registry.LastError().IsOk());
-    EXPECT_FALSE(Registry.KillValue("HKCU", "Software", "v"));
-    EXPECT_FALSE(std::filesystem::exists(UserFile())) << "a failed change wrote the file";
-}
-
 TEST_F(RegistryFixture, TheThinFaceReachesTheSameKeys) {
     clsRegistry keys(Registry);
     ASSERT_TRUE(keys.CreateKey("HKUS", ".DEFAULT\\Software\\Kesto"));
@@ -128,22 +123,19 @@ TEST_F(RegistryFixture, TheThinFaceReachesTheSameKeys) {
 }
 
 TEST_F(RegistryFixture, HexTextIsUpperCasePairsSeparatedBySingleBlanks) {
-    struct Case {
-        std::string_view Text;
-        bool Valid;
-    };
-    for (const Case& c :
-         {Case{"", true}, Case{"00", true}, Case{"00 1F A0", true}, Case{"FF FF", true},
-          Case{"0", false}, Case{"000", false}, Case{"0G", false}, Case{"1f", false},
-          Case{"00  1F", false}, Case{" 00", false}, Case{"00 ", false}, Case{"00,1F", false},
-          Case{"001F", false}, Case{"00\t1F", false}}) {
-        SCOPED_TRACE(c.Text);
-        EXPECT_EQ(clsRegistryAccess::isBinValid(c.Text), c.Valid);
-        EXPECT_EQ(clsRegistryAccess::StrToBin(c.Text).empty(), !c.Valid || c.Text.empty());
-        EXPECT_EQ(Registry.WriteBinary("HKCU", "K", "b", c.Text), c.Valid);
+    using Row = std::pair<std::string_view, bool>;
+    for (const auto& [text, valid] :
+         {Row{"", true}, Row{"00", true}, Row{"00 1F A0", true}, Row{"FF FF", true},
+          Row{"0", false}, Row{"000", false}, Row{"0G", false}, Row{"1f", false},
+          Row{"00  1F", false}, Row{" 00", false}, Row{"00 ", false}, Row{"00,1F", false},
+          Row{"001F", false}, Row{"00\t1F", false}}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(clsRegistryAccess::isBinValid(text), valid);
+        EXPECT_EQ(clsRegistryAccess::StrToBin(text).empty(), !valid || text.empty());
+        EXPECT_EQ(Registry.WriteBinary("HKCU", "K", "b", text), valid);
         EXPECT_EQ(Registry.LastError().GetCode(),
-                  c.Valid ? clsStatus::Code::Ok : clsStatus::Code::Invalid);
-        EXPECT_EQ(Registry.ReadBinary("HKCU", "K", "b", "-"), c.Valid ? c.Text : "-");
-        EXPECT_EQ(Registry.KillValue("HKCU", "K", "b"), c.Valid);
+                  valid ? clsStatus::Code::Ok : clsStatus::Code::Invalid);
+        EXPECT_EQ(Registry.ReadBinary("HKCU", "K", "b", "-"), valid ? text : "-");
+        EXPECT_EQ(Registry.KillValue("HKCU", "K", "b"), valid);
     }
 }
