@@ -165,7 +165,9 @@ TEST_F(DbConnectionTest, OnlyPlainRowsOfOneTableAreUpdatable) {
         const std::string field = rows->FieldInfo(0).Name;
         const clsDbValue before = rows->Field(field);
         EXPECT_EQ(rows->SetField(field, 99), updatable);
+        EXPECT_EQ(rows->Field(field), updatable ? clsDbValue(99) : before);
         EXPECT_EQ(rows->UpdateBatch(), updatable) << rows->LastError().Description();
+        EXPECT_EQ(rows->LastError().IsOk(), updatable);
         EXPECT_EQ(Values("SELECT COUNT(*) AS N FROM Rules WHERE Ord = 99", "N"),
                   Strings{updatable ? "1" : "0"});
         Exec("UPDATE Rules SET Ord = " + before.AsText() + " WHERE Ord = 99");
