@@ -52,7 +52,7 @@ TEST(LogFileFormat, LinesCarryDayFirstDateAndOptionalPaddedNetworkName) {
     EXPECT_EQ(clsLogFile::RotatedName("Corvel", when), "Corvel Log ending 14-03-08 09.05.17.log");
 }
 
-TEST(LogFileAddLog, StripsTrailingBreaksFiltersByLevelAndSwitchAndSurvivesAMissingFolder) {
+TEST(LogFileAddLog, FiltersStripsMirrorsTheNewest101AndSurvivesAMissingFolder) {
     clsTestEnvironment env;
     clsRecordingList list;
     clsRecordingText text;
@@ -76,23 +76,17 @@ TEST(LogFileAddLog, StripsTrailingBreaksFiltersByLevelAndSwitchAndSurvivesAMissi
     EXPECT_TRUE(std::regex_match(list.Items[0], std::regex(R"(\d\d:\d\d:\d\d last)")))
         << list.Items[0];
     EXPECT_EQ(text.Text, "last");
+    for (int i = 0; i < 150; ++i) {
+        env.Log.AddLog("entry " + std::to_string(i));
+    }
+    ASSERT_EQ(list.Items.size(), 101U);  // the newest 101, newest first
+    EXPECT_NE(list.Items.front().find("entry 149"), std::string::npos);
+    EXPECT_NE(list.Items.back().find("entry 49"), std::string::npos);
 
     // A missing folder costs only the entry.
     env.Log.SetPath(env.Folder.Path() / "no" / "such" / "folder");
     EXPECT_NO_THROW(env.Log.AddLog("lost"));
     EXPECT_FALSE(std::filesystem::exists(env.Log.FullFilename()));
-}
-
-TEST(LogFileAddLog, ListMirrorKeepsTheNewest101EntriesFirst) {
-    clsTestEnvironment env;
-    clsRecordingList list;
-    env.Log.SetListBoxControl(&list);
-    for (int i = 0; i < 150; ++i) {
-        env.Log.AddLog("entry " + std::to_string(i));
-    }
-    ASSERT_EQ(list.Items.size(), 101U);
-    EXPECT_NE(list.Items.front().find("entry 149"), std::string::npos);
-    EXPECT_NE(list.Items.back().find("entry 49"), std::string::npos);
 }
 
 TEST(LogFileAddErrorLog, AppendsDescriptionAndNumber) {
