@@ -150,8 +150,10 @@ TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRule) {
 }
 
 TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
-    clsRuleRecord moveAndRead = Rule("boss@example.com", "", {MoveTo("\\\\Mailbox\\Inbox\\Boss")});
-    moveAndRead.Actions[0].MarkAsRead = true;
+    clsRuleRecord arriving = Rule("boss@example.com", "", {MoveTo("\\\\Mailbox\\Inbox\\Boss")});
+    arriving.ToEmail = "d@e.f";
+    arriving.Actions[0].MarkAsRead = true;
+    arriving.Actions.emplace_back().ChangeImportanceTo = "L";
     clsRuleRecord sending = Rule("", "invoice", {MoveTo("Clients"), clsRuleAction{}});
     sending.IncomingRule = false;
     sending.ToEmail = "@client.org";
@@ -161,20 +163,12 @@ TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
     sending.Actions[1].AutoReply = "3";
     sending.Actions[1].ChangeImportanceTo = "h";
     sending.Actions[1].ForwardTo = "me@home.org";
-    clsRuleRecord fromAndTo = Rule("a@b.c", "", {clsRuleAction{}});
-    fromAndTo.ToEmail = "d@e.f";
-    fromAndTo.Actions[0].ChangeImportanceTo = "L";
-    for (const auto& [rule, expected] :
-         {std::pair{
-              moveAndRead,
-              "On arrival, if from boss@example.com move to \\\\Mailbox\\Inbox\\Boss, mark as "
-              "read"},
-          std::pair{sending,
-                    "On sending, if to @client.org if the subject contains invoice if the message "
-                    "contains due copy to Clients, send autoreplyand change to high importance, "
-                    "forward to me@home.org and stop processing."},
-          std::pair{fromAndTo,
-                    "On arrival, if from a@b.c and to d@e.fand change to low importance"}}) {
-        EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(rule), expected);
-    }
+    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(clsRuleRecord{}), "On arrival,");
+    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(arriving),
+              "On arrival, if from boss@example.com and to d@e.f move to \\\\Mailbox\\Inbox\\Boss, "
+              "mark as read,and change to low importance");
+    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(sending),
+              "On sending, if to @client.org if the subject contains invoice if the message "
+              "contains due copy to Clients, send autoreplyand change to high importance, "
+              "forward to me@home.org and stop processing.");
 }
