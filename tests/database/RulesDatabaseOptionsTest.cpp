@@ -97,26 +97,23 @@ TEST(RulesDatabaseGroups, GroupsAreFoundOrCreatedAndListedByName) {
                               {"No group", 0}, {"Family", family}, {"Work", work}}));
 }
 
-TEST(RulesDatabaseGroups, CreateNewGroupAsksAndSelectsTheNewEntry) {
-    for (const std::string& answer :
-         std::vector<std::string>{"Travel", std::string(classRulesDatabase::kCancelSentinel), ""}) {
-        SCOPED_TRACE(answer);
-        clsTestEnvironment env;
-        clsAnsweringUi ui;
-        ui.Answer = answer;
-        classRulesDatabase db(env.Log, ui);
-        ASSERT_TRUE(db.OpenDatabase(env.Folder.Path() / "Rules.mdb", true));
-        clsRecordingList list;
-        db.PopulateRuleGroupCombo(list);
+TEST(RulesDatabaseGroups, CreateNewGroupAsksAndSelectsTheNewEntryUnlessCancelled) {
+    clsTestEnvironment env;
+    clsAnsweringUi ui;
+    classRulesDatabase db(env.Log, ui);
+    ASSERT_TRUE(db.OpenDatabase(env.Folder.Path() / "Rules.mdb", true));
+    clsRecordingList list;
+    db.PopulateRuleGroupCombo(list);
+    for (std::string_view cancel : {classRulesDatabase::kCancelSentinel, std::string_view()}) {
+        ui.Answer = cancel;
         db.CreateNewGroup(list);
-        const bool created = answer == "Travel";
-        ASSERT_EQ(list.Items.size(), created ? 2U : 1U);
-        if (created) {
-            EXPECT_EQ(list.Items[1].first, "Travel");
-            EXPECT_EQ(list.Current, 1);
-            EXPECT_NE(env.LogText().find(
-                          "Added group (ID = " + std::to_string(list.Items[1].second) + ")"),
-                      std::string::npos);
-        }
+        EXPECT_EQ(list.Items.size(), 1U) << "'" << cancel << "' added a group";
     }
+    ui.Answer = "Travel";
+    db.CreateNewGroup(list);
+    ASSERT_EQ(list.Items.size(), 2U);
+    EXPECT_EQ(list.Items[1].first, "Travel");
+    EXPECT_EQ(list.Current, 1);
+    EXPECT_NE(env.LogText().find("Added group (ID = " + std::to_string(list.Items[1].second) + ")"),
+              std::string::npos);
 }
