@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "database/clsCsvTable.h"
 #include "support/TestSupport.h"
 
-namespace {
-
 using Records = std::vector<std::vector<std::string>>;
-
-}  // namespace
 
 TEST(CsvTable, FieldsFollowTheQuotingRules) {
     struct Case {
@@ -38,30 +36,24 @@ TEST(CsvTable, FieldsFollowTheQuotingRules) {
 TEST(CsvTable, CellsAreFoundByRowAndHeading) {
     clsTempFolder temp;
     const std::filesystem::path file = temp.Path() / "Incoming Mail.csv";
-    std::ofstream(file, std::ios::binary) << "\xEF\xBB\xBF"
-                                             "From,Target Folder, Mark as read \r\n"
-                                             "ann@example.org,\"\\\\Mailbox\\Inbox\\A, B\",True\r\n"
-                                             "bob@example.org\r\n";
-    clsCsvTable table;
-    ASSERT_TRUE(table.Open(file).IsOk());
-    EXPECT_EQ(table.RowCount(), 2);
-    EXPECT_EQ(table.ColumnCount(), 3);
-    struct Case {
-        long Row;
-        std::string Heading, Expected;
-        bool Found;
-    };
-    for (const Case& c :
-         {Case{1, "To", "", false}, Case{1, "From", "ann@example.org", true},
-          Case{0, "From", "", false}, Case{1, "target folder", "\\\\Mailbox\\Inbox\\A, B", true},
-          Case{1, "Mark as read", "True", true}, Case{3, "From", "", false},
-          Case{2, "Target Folder", "", true}}) {
-        SCOPED_TRACE(std::to_string(c.Row) + " " + c.Heading);
-        clsCsvTable fresh;  // LastError holds the last failure, so each case reads anew
-        ASSERT_TRUE(fresh.Open(file).IsOk());
-        EXPECT_EQ(fresh.Cell(c.Row, c.Heading), c.Expected);
-        EXPECT_EQ(fresh.LastError().GetCode(),
-                  c.Found ? clsStatus::Code::Ok : clsStatus::Code::NotFound);
+    WriteWholeFile(file,
+                   "\xEF\xBB\xBF"
+                   "From,Target Folder, Mark as read \r\n"
+                   "ann@example.org,\"\\\\Mailbox\\Inbox\\A, B\",True\r\n"
+                   "bob@example.org\r\n");
+    using Row = std::tuple<long, std::string, std::string, bool>;  // row, heading, cell, found?
+    for (const auto& [row, heading, expected, found] :
+         {Row{1, "To", "", false}, Row{1, "From", "ann@example.org", true},
+          Row{0, "From", "", false}, Row{1, "target folder", "\\\\Mailbox\\Inbox\\A, B", true},
+          Row{1, "Mark as read", "True", true}, Row{3, "From", "", false},
+          Row{2, "Target Folder", "", true}}) {
+        SCOPED_TRACE(std::to_string(row) + " " + heading);
+        clsCsvTable table;  // LastError holds the last failure, so each case reads anew
+        ASSERT_TRUE(table.Open(file).IsOk());
+        EXPECT_EQ(std::tuple(table.RowCount(), table.ColumnCount()), std::tuple(2, 3));
+        EXPECT_EQ(table.Cell(row, heading), expected);
+        EXPECT_EQ(table.LastError().GetCode(),
+                  found ? clsStatus::Code::Ok : clsStatus::Code::NotFound);
     }
 }
 
@@ -69,17 +61,16 @@ TEST(CsvTable, MissingOrDamagedFilesGiveAStatusAndWhatCouldBeRead) {
     clsTempFolder temp;
     clsCsvTable table;
     EXPECT_EQ(table.Open(temp.Path() / "missing.csv").GetCode(), clsStatus::Code::NotFound);
-    EXPECT_EQ(table.RowCount(), 0);
-    EXPECT_EQ(table.ColumnCount(), 0);
+    EXPECT_EQ(std::tuple(table.RowCount(), table.ColumnCount()), std::tuple(0, 0));
     EXPECT_EQ(table.Cell(1, "From"), "");
     EXPECT_EQ(table.Open(temp.Path()).GetCode(), clsStatus::Code::NotFound);
 
-    std::ofstream(temp.Path() / "open.csv", std::ios::binary) << "From,To\na,\"b\nc,d\n";
+    WriteWholeFile(temp.Path() / "open.csv", "From,To\na,\"b\nc,d\n");
     EXPECT_EQ(table.Open(temp.Path() / "open.csv").GetCode(), clsStatus::Code::Corrupt);
     EXPECT_EQ(table.RowCount(), 1);
     EXPECT_EQ(table.Cell(1, "To"), "b\nc,d\n");
 
-    std::ofstream(temp.Path() / "empty.csv", std::ios::binary) << "";
+    WriteWholeFile(temp.Path() / "empty.csv", "");
     EXPECT_TRUE(table.Open(temp.Path() / "empty.csv").IsOk());
     EXPECT_EQ(table.RowCount(), 0);  // the rows of the damaged file are gone
     EXPECT_FALSE(table.HasColumn("From"));

@@ -14,14 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;
-
-std::string Doubled(std::string_view text, char quote) {
-    std::string out;
-    for (char c : text) {
-        out.append(c == quote ? 2 : 1, c);
-    }
-    return out;
-}
+using Code = clsStatus::Code;
 
 class DbConnectionTest : public ::testing::Test {
 protected:
@@ -66,7 +59,7 @@ protected:
     clsDbConnection mDb;
 };
 
-TEST_F(DbConnectionTest, InsertsJetLiteralsAndGivesTheNewIdentity) {
+TEST_F(DbConnectionTest, InsertsJetLiteralsAndReadsEachStorageClassBack) {
     EXPECT_EQ(Exec("INSERT INTO Rules (Name, Created, Active) "
                    "VALUES (\"\xC3\x84rger \"\"x\"\" it's\", #1/2/2003 10:30#, TRUE)"),
               1);
@@ -78,6 +71,17 @@ TEST_F(DbConnectionTest, InsertsJetLiteralsAndGivesTheNewIdentity) {
     EXPECT_EQ(rule->Field("Created").AsText(), "2003-01-02 10:30:00");
     EXPECT_TRUE(rule->Field("Active").AsBool());
     EXPECT_EQ(Values("SELECT Name FROM Rules WHERE Active = FALSE"), Strings{"second"});
+    // LEFT counts characters, not bytes: "Ä" is two.
+    using Row = std::pair<std::string, clsDbValue>;
+    for (const auto& [expression, value] :
+         {Row{"NULL", {}}, Row{"1", 1}, Row{"1.5", 1.5}, Row{"'x'", "x"},
+          Row{"X'00FF'", std::string("\0\xFF", 2)}, Row{"LEFT('Ärger', 3)", "Ärg"},
+          Row{"Left('Ärger', 0)", ""}, Row{"left('Ärger', 99)", "Ärger"},
+          Row{"LEFT(NULL, 1)", {}}}) {
+        auto row = Query("SELECT " + expression + " AS V");
+        ASSERT_TRUE(row);
+        EXPECT_EQ(row->Field("V"), value) << expression;
+    }
 }
 
 TEST_F(DbConnectionTest, ComparesTextWithoutRegardToCaseBeyondAscii) {
@@ -88,24 +92,17 @@ TEST_F(DbConnectionTest, ComparesTextWithoutRegardToCaseBeyondAscii) {
               {"ÉCOLE", 5},
               {"ÄRGER", 6},
               {"a[b]%_?#c", 7}});
-    struct Case {
-        std::string_view Sql;
-        Strings Names;
-    };
-    for (const Case& c :
-         {Case{"SELECT Name FROM Rules WHERE Name = \"ärger\" ORDER BY Ord", {"ärger", "ÄRGER"}},
-          Case{"SELECT Name FROM Rules WHERE Ord < 6 ORDER BY Name",
-               {"apple", "Banana", "ärger", "Ärger2", "ÉCOLE"}},
-          Case{"SELECT Name FROM Rules WHERE Name LIKE '*RGER?' ORDER BY Ord", {"Ärger2"}},
-          Case{"SELECT Name FROM Rules WHERE Name LIKE 'A[[]B[]][%][_][?][#]*'", {"a[b]%_?#c"}},
-          Case{"SELECT Name FROM Rules WHERE Name NOT LIKE '[!a]*' ORDER BY Ord",
-               {"apple", "a[b]%_?#c"}},
-          Case{"SELECT MIN(Name) AS Name, COUNT(*) AS N FROM Rules GROUP BY Name "
-               "HAVING COUNT(*) > 1",
-               {"ärger"}}}) {
-        SCOPED_TRACE(c.Sql);
-        EXPECT_EQ(Values(c.Sql), c.Names);
+    using Row = std::pair<std::string_view, Strings>;
+    for (const auto& [where, names] :
+         {Row{"Name = \"ärger\" ORDER BY Ord", {"ärger", "ÄRGER"}},
+          Row{"Ord < 6 ORDER BY Name", {"apple", "Banana", "ärger", "Ärger2", "ÉCOLE"}},
+          Row{"Name LIKE '*RGER?' ORDER BY Ord", {"Ärger2"}},
+          Row{"Name LIKE 'A[[]B[]][%][_][?][#]*'", {"a[b]%_?#c"}},
+          Row{"Name NOT LIKE '[!a]*' ORDER BY Ord", {"apple", "a[b]%_?#c"}}}) {
+        EXPECT_EQ(Values("SELECT Name FROM Rules WHERE " + std::string(where)), names) << where;
     }
+    EXPECT_EQ(Values("SELECT MIN(Name) AS Name FROM Rules GROUP BY Name HAVING COUNT(*) > 1"),
+              Strings{"ärger"});
 }
 
 TEST_F(DbConnectionTest, AJoinNamesItsFieldsByTable) {
@@ -146,62 +143,39 @@ TEST_F(DbConnectionTest, OnlyPlainRowsOfOneTableAreUpdatable) {
     Exec("CREATE TABLE Other (ID INTEGER PRIMARY KEY)");
     Exec("INSERT INTO Other (ID) VALUES (1)");
     ASSERT_TRUE(mDb.ExecuteNative("CREATE VIEW RulesView AS SELECT Ord FROM Rules").IsOk());
-    struct Case {
-        std::string_view Sql;
-        bool Updatable;
-    };
-    for (const Case& c :
-         {Case{"SELECT Ord FROM Rules", true},
-          Case{"SELECT Ord AS Position, Ord + 1 AS Next FROM Rules", true},
-          Case{"SELECT R.Ord, Name AS N FROM Rules AS R WHERE R.ID IN "
-               "(SELECT MAX(ID) FROM Rules GROUP BY Ord) ORDER BY R.Ord, N",
-               true},
-          Case{"SELECT [Ord] FROM [Rules] R WHERE Name LIKE \"r*\" ORDER BY 1 LIMIT 5", true},
-          Case{"SELECT DISTINCT Ord FROM Rules", false},
-          Case{"SELECT Ord, COUNT(*) AS N FROM Rules GROUP BY Ord", false},
-          Case{"SELECT MAX(Ord) AS M FROM Rules", false},
-          Case{"SELECT Rules.Ord FROM Rules, Other", false},
-          Case{"SELECT Rules.Ord FROM Rules INNER JOIN Other ON Rules.ID = Other.ID", false},
-          Case{"SELECT Ord FROM (SELECT Ord FROM Rules)", false},
-          Case{"SELECT Ord FROM RulesView", false}}) {
-        SCOPED_TRACE(c.Sql);
-        auto rows = Query(c.Sql);
+    using Row = std::pair<std::string_view, bool>;
+    for (const auto& [sql, updatable] :
+         {Row{"SELECT Ord FROM Rules", true},
+          Row{"SELECT Ord AS Position, Ord + 1 AS Next FROM Rules", true},
+          Row{"SELECT R.Ord, Name AS N FROM Rules AS R WHERE R.ID IN "
+              "(SELECT MAX(ID) FROM Rules GROUP BY Ord) ORDER BY R.Ord, N",
+              true},
+          Row{"SELECT [Ord] FROM [Rules] R WHERE Name LIKE \"r*\" ORDER BY 1 LIMIT 5", true},
+          Row{"SELECT DISTINCT Ord FROM Rules", false},
+          Row{"SELECT Ord, COUNT(*) AS N FROM Rules GROUP BY Ord", false},
+          Row{"SELECT MAX(Ord) AS M FROM Rules", false},
+          Row{"SELECT Rules.Ord FROM Rules, Other", false},
+          Row{"SELECT Rules.Ord FROM Rules INNER JOIN Other ON Rules.ID = Other.ID", false},
+          Row{"SELECT Ord FROM (SELECT Ord FROM Rules)", false},
+          Row{"SELECT Ord FROM RulesView", false}}) {
+        SCOPED_TRACE(sql);
+        auto rows = Query(sql);
         ASSERT_TRUE(rows && !rows->Eof());
         EXPECT_FALSE(rows->HasField("__corvel_rowid"));
         const std::string field = rows->FieldInfo(0).Name;
         const clsDbValue before = rows->Field(field);
-        EXPECT_EQ(rows->SetField(field, 99), c.Updatable);
-        EXPECT_EQ(rows->UpdateBatch(), c.Updatable) << rows->LastError().Description();
+        EXPECT_EQ(rows->SetField(field, 99), updatable);
+        EXPECT_EQ(rows->Field(field), updatable ? clsDbValue(99) : before);
+        EXPECT_EQ(rows->UpdateBatch(), updatable) << rows->LastError().Description();
+        EXPECT_EQ(rows->LastError().IsOk(), updatable);
         EXPECT_EQ(Values("SELECT COUNT(*) AS N FROM Rules WHERE Ord = 99", "N"),
-                  Strings{c.Updatable ? "1" : "0"});
+                  Strings{updatable ? "1" : "0"});
         Exec("UPDATE Rules SET Ord = " + before.AsText() + " WHERE Ord = 99");
     }
     EXPECT_FALSE(Query("SELECT Ord + 1 AS Next, Ord FROM Rules")->SetField("Next", 7));
 }
 
-TEST_F(DbConnectionTest, AMissingOrForeignFileIsRefusedAndLeftAsItIs) {
-    const std::string garbage = "Standard Jet DB\n" + std::string(8192, '\xA5');
-    std::ofstream(mFolder.Path() / "garbage.mdb", std::ios::binary) << garbage;
-    struct Case {
-        std::string_view File;
-        bool Create;
-        clsStatus::Code Code;
-    };
-    for (const Case& c : {Case{"missing.mdb", false, clsStatus::Code::NotFound},
-                          Case{"garbage.mdb", false, clsStatus::Code::Corrupt},
-                          Case{"garbage.mdb", true, clsStatus::Code::Corrupt}}) {
-        SCOPED_TRACE(c.File);
-        clsDbConnection other;
-        const clsStatus status = other.Open(mFolder.Path() / c.File, c.Create);
-        EXPECT_EQ(status.GetCode(), c.Code) << status.Description();
-        EXPECT_FALSE(other.IsOpen());
-    }
-    EXPECT_FALSE(fs::exists(mFolder.Path() / "missing.mdb"));
-    EXPECT_EQ(ReadWholeFile(mFolder.Path() / "garbage.mdb"), garbage);
-    EXPECT_FALSE(fs::exists(mFolder.Path() / "garbage.mdb-journal"));
-}
-
-TEST_F(DbConnectionTest, OpenSetsUpTheConnectionAsJetNeedsIt) {
+TEST_F(DbConnectionTest, OpenSetsUpJetsWaysAndLeavesMissingOrForeignFilesAsTheyAre) {
     EXPECT_EQ(Values("PRAGMA journal_mode", "journal_mode"), Strings{"delete"});
     EXPECT_EQ(Values("PRAGMA foreign_keys", "foreign_keys"), Strings{"0"});
     // In SQLite's own dialect a double-quoted word is a name, never quietly a string.
@@ -209,40 +183,57 @@ TEST_F(DbConnectionTest, OpenSetsUpTheConnectionAsJetNeedsIt) {
     EXPECT_TRUE(mDb.TableExists("RULES") && mDb.ColumnExists("rules", "NAME"));
     EXPECT_FALSE(mDb.TableExists("Missing") || mDb.ColumnExists("Rules", "Nope") ||
                  mDb.ColumnExists("Missing", "ID"));
+
+    const std::string garbage = "Standard Jet DB\n" + std::string(8192, '\xA5');
+    std::ofstream(mFolder.Path() / "garbage.mdb", std::ios::binary) << garbage;
+    for (const auto& [file, create, code] : {std::tuple{"missing.mdb", false, Code::NotFound},
+                                             std::tuple{"garbage.mdb", false, Code::Corrupt},
+                                             std::tuple{"garbage.mdb", true, Code::Corrupt}}) {
+        clsDbConnection other;
+        const clsStatus status = other.Open(mFolder.Path() / file, create);
+        EXPECT_EQ(status.GetCode(), code) << file << ": " << status.Description();
+        EXPECT_FALSE(other.IsOpen());
+    }
+    EXPECT_FALSE(fs::exists(mFolder.Path() / "missing.mdb"));
+    EXPECT_EQ(ReadWholeFile(mFolder.Path() / "garbage.mdb"), garbage);
+    EXPECT_FALSE(fs::exists(mFolder.Path() / "garbage.mdb-journal"));
 }
 
-TEST_F(DbConnectionTest, AMegabyteOfAnyBytesRoundTrips) {
+TEST_F(DbConnectionTest, AMegabyteOfAnyBytesRoundTripsInEitherQuote) {
     std::string text;
     for (std::size_t i = 0; i < (1u << 20); ++i) {
         text += static_cast<char>(1 + (i * 7) % 255);  // every byte but NUL, quotes included
     }
-    Exec("INSERT INTO Rules (Name) VALUES ('" + Doubled(text, '\'') + "')");
-    Exec("INSERT INTO Rules (Name) VALUES (\"" + Doubled(text, '"') + "\")");
+    for (const char quote : {'\'', '"'}) {
+        std::string literal(1, quote);
+        for (const char c : text) {
+            literal.append(c == quote ? 2 : 1, c);
+        }
+        Exec("INSERT INTO Rules (Name) VALUES (" + literal + quote + ")");
+    }
     const Strings names = Values("SELECT Name FROM Rules ORDER BY ID");
     ASSERT_EQ(names.size(), 2u);
     EXPECT_TRUE(names[0] == text && names[1] == text);
 }
 
-TEST_F(DbConnectionTest, StatementsInsideLiteralsStayTextAndASecondStatementRunsNothing) {
+TEST_F(DbConnectionTest, OneStatementRunsAtATimeAndErrorsCarrySqlitesCodeAndMessage) {
     Exec(R"(INSERT INTO Rules (Name) VALUES ("'; DROP TABLE Rules; --"))");
     Exec(R"(INSERT INTO Rules (Name) VALUES ('''; DROP TABLE Rules; --'))");
     const Strings both = {"'; DROP TABLE Rules; --", "'; DROP TABLE Rules; --"};
     EXPECT_EQ(Values("SELECT Name FROM Rules"), both);
     long affected = -1;
     EXPECT_EQ(mDb.Execute("DELETE FROM Rules; DROP TABLE Rules", affected).GetCode(),
-              clsStatus::Code::Invalid);
+              Code::Invalid);
     using namespace std::string_view_literals;
     for (std::string_view native :
          {"DELETE FROM Rules; DROP TABLE Rules"sv, "DELETE FROM Rules; --"sv,
           "DELETE FROM Rules /* */ ; x"sv, "DELETE FROM Rules\0 x"sv}) {
-        EXPECT_EQ(mDb.ExecuteNative(native).GetCode(), clsStatus::Code::Invalid) << native;
+        EXPECT_EQ(mDb.ExecuteNative(native).GetCode(), Code::Invalid) << native;
     }
     EXPECT_EQ(Values("SELECT Name FROM Rules"), both);
     EXPECT_TRUE(mDb.ExecuteNative("DELETE FROM Rules ;; \n").IsOk());
     EXPECT_EQ(Values("SELECT Name FROM Rules"), Strings{});
-}
 
-TEST_F(DbConnectionTest, ExecuteCountsChangedRowsAndErrorsCarrySqlitesCodeAndMessage) {
     AddRules({{"r1", 1}, {"r2", 1}, {"r3", 2}});
     EXPECT_EQ(Exec("UPDATE Rules SET Active = TRUE WHERE Ord = 1"), 2);
     EXPECT_EQ(Exec("CREATE TABLE Extra (A INTEGER)"), 0);
@@ -250,31 +241,15 @@ TEST_F(DbConnectionTest, ExecuteCountsChangedRowsAndErrorsCarrySqlitesCodeAndMes
     EXPECT_EQ(Exec("DELETE FROM Rules"), 3);
     std::unique_ptr<clsRecordset> rows;
     clsStatus status = mDb.Query("SELECT * FROM Missing", rows);
-    EXPECT_EQ(status.GetCode(), clsStatus::Code::Database);
+    EXPECT_EQ(status.GetCode(), Code::Database);
     EXPECT_EQ(status.Number(), SQLITE_ERROR);
     EXPECT_EQ(status.Description(), "no such table: Missing");
     EXPECT_EQ(rows, nullptr);
     Exec("INSERT INTO Rules (ID) VALUES (7)");
-    long affected = -1;
+    affected = -1;
     status = mDb.Execute("INSERT INTO Rules (ID) VALUES (7)", affected);
     EXPECT_EQ(status.Number(), SQLITE_CONSTRAINT_PRIMARYKEY);
     EXPECT_EQ(affected, 0);
-}
-
-TEST_F(DbConnectionTest, ReadsEachStorageClassAsItsValueAndLeftCountsCharacters) {
-    auto row = Query(
-        "SELECT NULL AS N, 1 AS I, 1.5 AS D, 'x' AS T, X'00FF' AS B, LEFT('Ärger', 3) AS L3, "
-        "Left('Ärger', 0) AS L0, left('Ärger', 99) AS L99, LEFT(NULL, 1) AS LN");
-    ASSERT_TRUE(row);
-    EXPECT_TRUE(row->Field("N").IsNull());
-    EXPECT_EQ(row->Field("I"), clsDbValue(1));
-    EXPECT_EQ(row->Field("D"), clsDbValue(1.5));
-    EXPECT_EQ(row->Field("T"), clsDbValue("x"));
-    EXPECT_EQ(row->Field("B"), clsDbValue(std::string("\0\xFF", 2)));
-    EXPECT_EQ(row->Field("L3"), clsDbValue("Ärg"));  // "Ä" is two bytes
-    EXPECT_EQ(row->Field("L0"), clsDbValue(""));
-    EXPECT_EQ(row->Field("L99"), clsDbValue("Ärger"));
-    EXPECT_TRUE(row->Field("LN").IsNull());
 }
 
 TEST_F(DbConnectionTest, AnUpdateBatchAfterTheConnectionIsGoneFailsCleanly) {

@@ -4,7 +4,7 @@
 #include <random>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <tuple>
 
 #include "database/clsJetCollation.h"
 
@@ -13,31 +13,19 @@ namespace {
 int Sign(int value) { return (value > 0) - (value < 0); }
 
 TEST(JetCollation, IgnoresCaseBeyondAscii) {
-    struct Case {
-        std::string_view A, B;
-        int Expected;
-    };
-    for (const Case& c : {
-             Case{"ABC", "abc", 0},
-             Case{"Ärger", "ärger", 0},
-             Case{"ÉCOLE", "école", 0},
-             Case{"ŁÓDŹ ŻÓŁW", "łódź żółw", 0},
-             Case{"ΣΟΦΙΑ ΆΈ", "σοφια άέ", 0},
-             Case{"ПРИВЕТ ЁЖ Ї", "привет ёж ї", 0},
-             Case{"ŸŒ", "ÿœ", 0},
-             Case{"a", "b", -1},
-             Case{"apple", "Banana", -1},
-             Case{"ärger", "Ärger2", -1},
-             Case{"e", "é", -1},
-             Case{"ab", "a", 1},
-             Case{"", "", 0},
-             Case{"\xFF", "\xC3\xBF", 1},  // a stray byte is not the character ÿ
-             Case{"\xC3", "\xC3\xA4", 1},  // nor the start of a character cut short
-             Case{"a\xFF", "A\xFF", 0},
-         }) {
-        SCOPED_TRACE(std::string(c.A) + " / " + std::string(c.B));
-        EXPECT_EQ(Sign(clsJetCollation::Compare(c.A, c.B)), c.Expected);
-        EXPECT_EQ(Sign(clsJetCollation::Compare(c.B, c.A)), -c.Expected);
+    using Row = std::tuple<std::string_view, std::string_view, int>;
+    for (const auto& [a, b, expected] :
+         {Row{"ABC", "abc", 0}, Row{"Ärger", "ärger", 0}, Row{"ÉCOLE", "école", 0},
+          Row{"ŁÓDŹ ŻÓŁW", "łódź żółw", 0}, Row{"ΣΟΦΙΑ ΆΈ", "σοφια άέ", 0},
+          Row{"ПРИВЕТ ЁЖ Ї", "привет ёж ї", 0}, Row{"ŸŒ", "ÿœ", 0}, Row{"a", "b", -1},
+          Row{"apple", "Banana", -1}, Row{"ärger", "Ärger2", -1}, Row{"e", "é", -1},
+          Row{"ab", "a", 1}, Row{"", "", 0},
+          Row{"\xFF", "\xC3\xBF", 1},  // a stray byte is not the character ÿ
+          Row{"\xC3", "\xC3\xA4", 1},  // nor the start of a character cut short
+          Row{"a\xFF", "A\xFF", 0}}) {
+        SCOPED_TRACE(std::string(a) + " / " + std::string(b));
+        EXPECT_EQ(Sign(clsJetCollation::Compare(a, b)), expected);
+        EXPECT_EQ(Sign(clsJetCollation::Compare(b, a)), -expected);
     }
 }
 
@@ -50,17 +38,17 @@ TEST(JetCollation, OrdersAsciiExactlyAsSqliteBuiltInNoCase) {
                                  -1, &statement, nullptr),
               SQLITE_OK);
     std::mt19937 random(20240229);
-    const std::string alphabet = "aAzZ_[`@^09 ~";
-    std::uniform_int_distribution<std::size_t> pick(0, alphabet.size() - 1);
-    std::uniform_int_distribution<int> length(0, 4);
+    const auto word = [&random] {
+        const std::string_view alphabet = "aAzZ_[`@^09 ~";
+        std::string text(std::uniform_int_distribution<std::size_t>(0, 4)(random), ' ');
+        for (char& c : text) {
+            c = alphabet[std::uniform_int_distribution<std::size_t>(0,
+                                                                    alphabet.size() - 1)(random)];
+        }
+        return text;
+    };
     for (int round = 0; round < 5000; ++round) {
-        std::string a, b;
-        for (int i = length(random); i > 0; --i) {
-            a += alphabet[pick(random)];
-        }
-        for (int i = length(random); i > 0; --i) {
-            b += alphabet[pick(random)];
-        }
+        const std::string a = word(), b = word();
         sqlite3_bind_text(statement, 1, a.c_str(), -1, SQLITE_TRANSIENT);
         sqlite3_bind_text(statement, 2, b.c_str(), -1, SQLITE_TRANSIENT);
         ASSERT_EQ(sqlite3_step(statement), SQLITE_ROW);

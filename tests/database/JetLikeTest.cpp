@@ -2,19 +2,16 @@
 
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include "database/clsJetLike.h"
 
 namespace {
 
-struct LikeCase {
-    std::string_view Pattern;
-    std::string_view Text;
-    bool Matches;
-};
-
 TEST(JetLike, MatchesAsJetDoes) {
-    for (const LikeCase& c :
+    // The pattern, the text and whether it matches.
+    using LikeCase = std::tuple<std::string_view, std::string_view, bool>;
+    for (const auto& [pattern, text, matches] :
          {// wildcards; "?" is one character of however many bytes
           LikeCase{"", "", true}, LikeCase{"", "a", false}, LikeCase{"*", "", true},
           LikeCase{"a*", "", false}, LikeCase{"a*", "ABC", true}, LikeCase{"a%c", "ac", true},
@@ -45,8 +42,8 @@ TEST(JetLike, MatchesAsJetDoes) {
           LikeCase{"a?c", "a\377c", true}, LikeCase{"%\xFF%", "x\xFFy", true},
           LikeCase{"abc", "ab\xC3", false}, LikeCase{"??", "\xC3(", true},
           LikeCase{"*", "\xC3\x28\xE2\x82", true}, LikeCase{"\xC3", "\xC3\xA4", false}}) {
-        SCOPED_TRACE(std::string(c.Pattern) + " / " + std::string(c.Text));
-        EXPECT_EQ(clsJetLike(c.Pattern).Matches(c.Text), c.Matches);
+        SCOPED_TRACE(std::string(pattern) + " / " + std::string(text));
+        EXPECT_EQ(clsJetLike(pattern).Matches(text), matches);
     }
 }
 

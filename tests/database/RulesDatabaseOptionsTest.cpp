@@ -12,20 +12,18 @@ public:
     int Current = -1;
 };
 
+// Answers every question with Answer.
 class clsAnsweringUi final : public clsUserInterface {
 public:
-    explicit clsAnsweringUi(std::string answer) : mAnswer(std::move(answer)) {}
     void ShowStatus(std::string_view) override {}
     MessageAnswer ShowMessage(std::string_view, std::string_view, MessageButtons, MessageIcon,
                               MessageAnswer answer) override {
         return answer;
     }
     std::string AskText(std::string_view, std::string_view, std::string_view) override {
-        return mAnswer;
+        return Answer;
     }
-
-private:
-    std::string mAnswer;
+    std::string Answer;
 };
 
 }  // namespace
@@ -50,20 +48,17 @@ TEST(RulesDatabaseOptions, ASecondSaveReplacesTheRowAndTextsRoundTrip) {
 }
 
 TEST(RulesDatabaseOptions, BooleansReadFalseOnlyForFalseOrZero) {
-    struct Case {
-        std::string Stored;
-        bool Expected;
-    };
     clsDatabaseFixture f;
     ASSERT_TRUE(f.Open());
-    int n = 0;
-    for (const Case& c : {Case{"FALSE", false}, Case{"false", false}, Case{"0", false},
-                          Case{"no", true}, Case{"", true}, Case{"true", true}, Case{"1", true}}) {
-        SCOPED_TRACE(c.Stored);
+    using Row = std::pair<std::string, bool>;
+    int n = 0;  // a name of its own per row: the names compare without regard to case
+    for (const auto& [stored, expected] :
+         {Row{"FALSE", false}, Row{"false", false}, Row{"0", false}, Row{"no", true}, Row{"", true},
+          Row{"true", true}, Row{"1", true}}) {
         const std::string name = "Flag" + std::to_string(n++);
-        f.Db.SaveOption("Filters", name, c.Stored);
-        EXPECT_EQ(f.Db.ReadBooleanOption("Filters", name, !c.Expected), c.Expected);
-        EXPECT_EQ(f.Db.ReadCheckboxValue("Filters", name, !c.Expected), c.Expected ? 1 : 0);
+        f.Db.SaveOption("Filters", name, stored);
+        EXPECT_EQ(f.Db.ReadBooleanOption("Filters", name, !expected), expected) << stored;
+        EXPECT_EQ(f.Db.ReadCheckboxValue("Filters", name, !expected), expected ? 1 : 0) << stored;
     }
     EXPECT_TRUE(f.Db.ReadBooleanOption("Filters", "Never stored", true));
 }
@@ -91,6 +86,10 @@ TEST(RulesDatabaseGroups, GroupsAreFoundOrCreatedAndListedByName) {
     EXPECT_NE(work, family);
     EXPECT_EQ(f.Db.GetGroupID("Work"), work);
     EXPECT_EQ(f.Db.GetGroupID("WORK"), work) << "group names compare without regard to case";
+    // A quote in a name breaks only that query: no second statement runs.
+    EXPECT_EQ(f.Db.GetGroupID("x\"); DROP TABLE Rules; --"), 0);
+    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "0");
+    EXPECT_NE(f.LogText().find("RulesDatabase->GetRS"), std::string::npos);
 
     clsRecordingList list;
     f.Db.PopulateRuleGroupCombo(list);
@@ -98,33 +97,23 @@ TEST(RulesDatabaseGroups, GroupsAreFoundOrCreatedAndListedByName) {
                               {"No group", 0}, {"Family", family}, {"Work", work}}));
 }
 
-TEST(RulesDatabaseGroups, AQuoteInAGroupNameBreaksOnlyThatQuery) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
-    EXPECT_EQ(f.Db.GetGroupID("x\"); DROP TABLE Rules; --"), 0);
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "0") << "no second statement ran";
-    EXPECT_NE(f.LogText().find("RulesDatabase->GetRS"), std::string::npos);
-}
-
-TEST(RulesDatabaseGroups, CreateNewGroupAsksAndSelectsTheNewEntry) {
-    for (const std::string& answer :
-         std::vector<std::string>{"Travel", std::string(classRulesDatabase::kCancelSentinel), ""}) {
-        SCOPED_TRACE(answer);
-        clsTestEnvironment env;
-        clsAnsweringUi ui(answer);
-        classRulesDatabase db(env.Log, ui);
-        ASSERT_TRUE(db.OpenDatabase(env.Folder.Path() / "Rules.mdb", true));
-        clsRecordingList list;
-        db.PopulateRuleGroupCombo(list);
+TEST(RulesDatabaseGroups, CreateNewGroupAsksAndSelectsTheNewEntryUnlessCancelled) {
+    clsTestEnvironment env;
+    clsAnsweringUi ui;
+    classRulesDatabase db(env.Log, ui);
+    ASSERT_TRUE(db.OpenDatabase(env.Folder.Path() / "Rules.mdb", true));
+    clsRecordingList list;
+    db.PopulateRuleGroupCombo(list);
+    for (std::string_view cancel : {classRulesDatabase::kCancelSentinel, std::string_view()}) {
+        ui.Answer = cancel;
         db.CreateNewGroup(list);
-        const bool created = answer == "Travel";
-        ASSERT_EQ(list.Items.size(), created ? 2U : 1U);
-        if (created) {
-            EXPECT_EQ(list.Items[1].first, "Travel");
-            EXPECT_EQ(list.Current, 1);
-            EXPECT_NE(env.LogText().find(
-                          "Added group (ID = " + std::to_string(list.Items[1].second) + ")"),
-                      std::string::npos);
-        }
+        EXPECT_EQ(list.Items.size(), 1U) << "'" << cancel << "' added a group";
     }
+    ui.Answer = "Travel";
+    db.CreateNewGroup(list);
+    ASSERT_EQ(list.Items.size(), 2U);
+    EXPECT_EQ(list.Items[1].first, "Travel");
+    EXPECT_EQ(list.Current, 1);
+    EXPECT_NE(env.LogText().find("Added group (ID = " + std::to_string(list.Items[1].second) + ")"),
+              std::string::npos);
 }

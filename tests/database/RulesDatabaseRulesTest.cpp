@@ -16,25 +16,49 @@ clsRuleAction MoveTo(std::string folder) {
     return action;
 }
 
+// Everything a rule and its actions store but the numbers the database gives them.
+auto Stored(const clsRuleAction& a) {
+    return std::tie(a.Copy, a.TargetFolder, a.Delete, a.MarkAsRead, a.ChangeImportanceTo,
+                    a.ForwardTo, a.AutoReply);
+}
+void ExpectStoredAsWritten(classRulesDatabase& db, const clsRuleRecord& written) {
+    clsRuleRecord read;
+    ASSERT_TRUE(db.GetRule(written.ID, read));
+    const auto stored = [](const clsRuleRecord& r) {
+        return std::tie(r.RuleName, r.FromEmail, r.ToEmail, r.SubjectContains, r.BodyContains,
+                        r.StopProcessing, r.IncomingRule, r.GroupID, r.Enabled);
+    };
+    EXPECT_EQ(stored(read), stored(written));
+    ASSERT_EQ(read.Actions.size(), written.Actions.size());
+    for (std::size_t i = 0; i < read.Actions.size(); ++i) {
+        EXPECT_EQ(Stored(read.Actions[i]), Stored(written.Actions[i])) << "action " << i;
+    }
+}
+
 }  // namespace
 
 TEST(RulesDatabaseAddUpdateRule, NewRulesTakeTheirIDAsPriorityAndIdenticalOnesAreReused) {
     clsDatabaseFixture f;
     ASSERT_TRUE(f.Open());
-    clsRuleRecord first =
-        Rule("boss@example.com", "Quarterly REPORT", {MoveTo("\\\\Mailbox\\Boss")});
+    // A rule as an older version stored it, empty criteria as Null or "": "" matches both.
+    f.Run(
+        "INSERT INTO Rules (FromEmail, ToEmail, SubjectContains, BodyContains, Priority, "
+        "IncomingRule) VALUES ('a@b.org', NULL, NULL, '', 4, TRUE)");
+    clsRuleRecord old = Rule("a@b.org", "");
+    ASSERT_TRUE(f.Db.AddUpdateRule(old));
+    EXPECT_EQ(old.ID, 1);
+
+    clsRuleRecord first = Rule("boss@example.com", "Quarterly REPORT", {MoveTo("Boss")});
     ASSERT_TRUE(f.Db.AddUpdateRule(first));
-    EXPECT_EQ(first.ID, 1);
-    EXPECT_EQ(first.Priority, 1);
+    EXPECT_EQ(first.ID, 2);
+    EXPECT_EQ(first.Priority, 2);
     EXPECT_EQ(first.SubjectContains, "quarterly report");
     EXPECT_GT(first.Actions[0].ActionID, 0);
-
-    clsRuleRecord again =
-        Rule("boss@example.com", "quarterly report", {MoveTo("\\\\Mailbox\\Boss")});
+    clsRuleRecord again = Rule("boss@example.com", "quarterly report", {MoveTo("Boss")});
     ASSERT_TRUE(f.Db.AddUpdateRule(again));
     EXPECT_EQ(again.ID, first.ID);
     EXPECT_EQ(again.Actions[0].ActionID, first.Actions[0].ActionID);
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "1");
+    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "2");
     EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "1");
 
     clsRuleRecord outgoing = Rule("boss@example.com", "quarterly report");
@@ -43,61 +67,30 @@ TEST(RulesDatabaseAddUpdateRule, NewRulesTakeTheirIDAsPriorityAndIdenticalOnesAr
     EXPECT_NE(outgoing.ID, first.ID) << "the direction is part of a rule's identity";
 }
 
-TEST(RulesDatabaseAddUpdateRule, AnEmptyCriterionMatchesAStoredNull) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
-    f.Run(
-        "INSERT INTO Rules (FromEmail, ToEmail, SubjectContains, BodyContains, Priority, "
-        "IncomingRule) VALUES ('a@b.org', NULL, NULL, '', 4, TRUE)");
-    clsRuleRecord rule = Rule("a@b.org", "");
-    ASSERT_TRUE(f.Db.AddUpdateRule(rule));
-    EXPECT_EQ(rule.ID, 1);
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "1");
-}
-
 TEST(RulesDatabaseAddUpdateRule, EveryFieldRoundTripsAndUpdatesReplaceThem) {
     clsDatabaseFixture f;
     ASSERT_TRUE(f.Open());
-    clsRuleRecord rule = Rule("@example.org", "news");
+    clsRuleRecord rule =
+        Rule("@example.org", "news", {MoveTo("\\\\Mailbox\\News"), MoveTo("Elsewhere")});
     rule.RuleName = "Newsletters";
     rule.ToEmail = "me@example.net";
     rule.BodyContains = "unsubscribe";
-    rule.StopProcessing = true;
+    rule.StopProcessing = true;  // a new rule's stop flag must be stored too
     rule.Enabled = false;
     rule.GroupID = f.Db.GetGroupID("Lists");
-    clsRuleAction action = MoveTo("\\\\Mailbox\\News");
-    action.Copy = true;
-    action.MarkAsRead = true;
+    clsRuleAction& action = rule.Actions[0];
+    action.Copy = action.MarkAsRead = action.Delete = true;
     action.ChangeImportanceTo = "L";
     action.ForwardTo = "archive@example.net";
     action.AutoReply = "7";
-    action.Delete = true;
-    rule.Actions = {action, MoveTo("Elsewhere")};
     ASSERT_TRUE(f.Db.AddUpdateRule(rule));
+    ExpectStoredAsWritten(f.Db, rule);
 
-    clsRuleRecord read;
-    ASSERT_TRUE(f.Db.GetRule(rule.ID, read));
-    EXPECT_EQ(read.RuleName, "Newsletters");
-    EXPECT_EQ(read.ToEmail, "me@example.net");
-    EXPECT_EQ(read.BodyContains, "unsubscribe");
-    EXPECT_TRUE(read.StopProcessing) << "a new rule's stop flag must be stored";
-    EXPECT_FALSE(read.Enabled);
-    EXPECT_EQ(read.GroupID, rule.GroupID);
-    ASSERT_EQ(read.Actions.size(), 2U);
-    const clsRuleAction& stored = read.Actions[0];
-    EXPECT_TRUE(stored.Copy && stored.MarkAsRead && stored.Delete);
-    EXPECT_EQ(stored.ChangeImportanceTo, "L");
-    EXPECT_EQ(stored.ForwardTo, "archive@example.net");
-    EXPECT_EQ(stored.AutoReply, "7");
-    EXPECT_EQ(read.Actions[1].TargetFolder, "Elsewhere");
-
-    read.SubjectContains = "Digest";
-    read.Actions[0].TargetFolder = "\\\\Mailbox\\Digests";
-    ASSERT_TRUE(f.Db.AddUpdateRule(read));
-    clsRuleRecord updated;
-    ASSERT_TRUE(f.Db.GetRule(rule.ID, updated));
-    EXPECT_EQ(updated.SubjectContains, "digest");
-    EXPECT_EQ(updated.Actions[0].TargetFolder, "\\\\Mailbox\\Digests");
+    rule.SubjectContains = "Digest";
+    rule.Actions[0].TargetFolder = "\\\\Mailbox\\Digests";
+    ASSERT_TRUE(f.Db.AddUpdateRule(rule));
+    EXPECT_EQ(rule.SubjectContains, "digest");
+    ExpectStoredAsWritten(f.Db, rule);
     EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "2");
 }
 
@@ -114,16 +107,10 @@ TEST(RulesDatabaseAddUpdateRule, HostileAndHugeTextsAreStoredIntact) {
         ASSERT_TRUE(f.Open());
         clsRuleRecord rule = Rule("", text, {MoveTo(text)});
         rule.RuleName = text;
-        rule.BodyContains = text;
         rule.Actions[0].ForwardTo = text;
+        rule.BodyContains = text;
         ASSERT_TRUE(f.Db.AddUpdateRule(rule));
-        clsRuleRecord read;
-        ASSERT_TRUE(f.Db.GetRule(rule.ID, read));
-        EXPECT_EQ(read.RuleName, text);
-        EXPECT_EQ(read.SubjectContains, rule.SubjectContains);  // lower-cased on the way in
-        EXPECT_EQ(read.BodyContains, rule.BodyContains);
-        EXPECT_EQ(read.Actions.at(0).TargetFolder, text);
-        EXPECT_EQ(read.Actions.at(0).ForwardTo, text);
+        ExpectStoredAsWritten(f.Db, rule);  // the subject lower-cased on the way in
         EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "1") << "the table survived";
     }
 }
@@ -146,8 +133,8 @@ TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRule) {
     ASSERT_TRUE(f.Open());
     std::vector<std::int32_t> ids;
     for (int priority : {3, 2, 1}) {  // stored in the reverse of their priority order
-        clsRuleRecord rule = Rule("p" + std::to_string(priority) + "@x.org", "",
-                                  {MoveTo("Folder" + std::to_string(priority))});
+        const std::string n = std::to_string(priority);
+        clsRuleRecord rule = Rule("p" + n + "@x.org", "", {MoveTo("Folder" + n)});
         rule.Priority = priority;
         rule.StopProcessing = priority == 2;
         ASSERT_TRUE(f.Db.AddUpdateRule(rule));
@@ -163,38 +150,25 @@ TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRule) {
 }
 
 TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
-    struct Case {
-        clsRuleRecord Rule;
-        std::string Expected;
-    };
-    clsRuleRecord moveAndRead = Rule("boss@example.com", "", {MoveTo("\\\\Mailbox\\Inbox\\Boss")});
-    moveAndRead.Actions[0].MarkAsRead = true;
-    clsRuleRecord sending = Rule("", "invoice");
+    clsRuleRecord arriving = Rule("boss@example.com", "", {MoveTo("\\\\Mailbox\\Inbox\\Boss")});
+    arriving.ToEmail = "d@e.f";
+    arriving.Actions[0].MarkAsRead = true;
+    arriving.Actions.emplace_back().ChangeImportanceTo = "L";
+    clsRuleRecord sending = Rule("", "invoice", {MoveTo("Clients"), clsRuleAction{}});
     sending.IncomingRule = false;
     sending.ToEmail = "@client.org";
     sending.BodyContains = "due";
     sending.StopProcessing = true;
-    clsRuleAction copy = MoveTo("Clients");
-    copy.Copy = true;
-    clsRuleAction others;
-    others.AutoReply = "3";
-    others.ChangeImportanceTo = "h";
-    others.ForwardTo = "me@home.org";
-    sending.Actions = {copy, others};
-    clsRuleRecord fromAndTo = Rule("a@b.c", "");
-    fromAndTo.ToEmail = "d@e.f";
-    clsRuleAction low;
-    low.ChangeImportanceTo = "L";
-    fromAndTo.Actions = {low};
-    for (const Case& c :
-         {Case{moveAndRead,
-               "On arrival, if from boss@example.com move to \\\\Mailbox\\Inbox\\Boss, mark as "
-               "read"},
-          Case{sending,
-               "On sending, if to @client.org if the subject contains invoice if the message "
-               "contains due copy to Clients, send autoreplyand change to high importance, forward "
-               "to me@home.org and stop processing."},
-          Case{fromAndTo, "On arrival, if from a@b.c and to d@e.fand change to low importance"}}) {
-        EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(c.Rule), c.Expected);
-    }
+    sending.Actions[0].Copy = true;
+    sending.Actions[1].AutoReply = "3";
+    sending.Actions[1].ChangeImportanceTo = "h";
+    sending.Actions[1].ForwardTo = "me@home.org";
+    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(clsRuleRecord{}), "On arrival,");
+    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(arriving),
+              "On arrival, if from boss@example.com and to d@e.f move to \\\\Mailbox\\Inbox\\Boss, "
+              "mark as read,and change to low importance");
+    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(sending),
+              "On sending, if to @client.org if the subject contains invoice if the message "
+              "contains due copy to Clients, send autoreplyand change to high importance, "
+              "forward to me@home.org and stop processing.");
 }

@@ -23,10 +23,6 @@ public:
     std::string Text;
 };
 
-void WriteFileOfSize(const std::filesystem::path& file, size_t size) {
-    std::ofstream(file, std::ios::binary) << std::string(size, 'x');
-}
-
 std::vector<std::string> RotatedFiles(const std::filesystem::path& folder) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -46,22 +42,17 @@ TEST(LogFileFormat, LinesCarryDayFirstDateAndOptionalPaddedNetworkName) {
     strptime("14/03/2008 09:05:17", "%d/%m/%Y %H:%M:%S", &local);
     local.tm_isdst = -1;
     const auto when = std::chrono::system_clock::from_time_t(std::mktime(&local));
-    struct Case {
-        std::string NetworkName, Expected;
-    };
-    for (const Case& c :
-         {Case{"", "14/03/2008 09:05:17   Corvel->copyItem: done"},
-          Case{"hosta", "14/03/2008 09:05:17   hosta             Corvel->copyItem: done"},
-          Case{"a-very-long-hostname",
-               "14/03/2008 09:05:17   a-very-long-hostname   Corvel->copyItem: done"}}) {
-        SCOPED_TRACE(c.NetworkName);
-        EXPECT_EQ(clsLogFile::FormatLine(when, c.NetworkName, "Corvel->copyItem: done"),
-                  c.Expected);
+    for (const auto& [networkName, expected] :
+         {std::pair{"", "14/03/2008 09:05:17   Corvel->copyItem: done"},
+          std::pair{"hosta", "14/03/2008 09:05:17   hosta             Corvel->copyItem: done"},
+          std::pair{"a-very-long-hostname",
+                    "14/03/2008 09:05:17   a-very-long-hostname   Corvel->copyItem: done"}}) {
+        EXPECT_EQ(clsLogFile::FormatLine(when, networkName, "Corvel->copyItem: done"), expected);
     }
     EXPECT_EQ(clsLogFile::RotatedName("Corvel", when), "Corvel Log ending 14-03-08 09.05.17.log");
 }
 
-TEST(LogFileAddLog, StripsTrailingBreaksAndFiltersByLevelAndSwitch) {
+TEST(LogFileAddLog, FiltersStripsMirrorsTheNewest101AndSurvivesAMissingFolder) {
     clsTestEnvironment env;
     clsRecordingList list;
     clsRecordingText text;
@@ -85,35 +76,30 @@ TEST(LogFileAddLog, StripsTrailingBreaksAndFiltersByLevelAndSwitch) {
     EXPECT_TRUE(std::regex_match(list.Items[0], std::regex(R"(\d\d:\d\d:\d\d last)")))
         << list.Items[0];
     EXPECT_EQ(text.Text, "last");
-}
-
-TEST(LogFileAddLog, ListMirrorKeepsTheNewest101EntriesFirst) {
-    clsTestEnvironment env;
-    clsRecordingList list;
-    env.Log.SetListBoxControl(&list);
     for (int i = 0; i < 150; ++i) {
         env.Log.AddLog("entry " + std::to_string(i));
     }
-    ASSERT_EQ(list.Items.size(), 101U);
+    ASSERT_EQ(list.Items.size(), 101U);  // the newest 101, newest first
     EXPECT_NE(list.Items.front().find("entry 149"), std::string::npos);
     EXPECT_NE(list.Items.back().find("entry 49"), std::string::npos);
+
+    // A missing folder costs only the entry.
+    env.Log.SetPath(env.Folder.Path() / "no" / "such" / "folder");
+    EXPECT_NO_THROW(env.Log.AddLog("lost"));
+    EXPECT_FALSE(std::filesystem::exists(env.Log.FullFilename()));
 }
 
 TEST(LogFileAddErrorLog, AppendsDescriptionAndNumber) {
-    struct Case {
-        std::string Message, Expected;
-    };
-    for (const Case& c :
-         {Case{"RulesDatabase->GetRS", "RulesDatabase->GetRS: Object required(424)"},
-          Case{"RulesDatabase->GetRS ", "RulesDatabase->GetRS Object required(424)"},
-          Case{"", "Object required(424)"}}) {
-        SCOPED_TRACE(c.Message);
+    for (const auto& [message, expected] :
+         {std::pair{"RulesDatabase->GetRS", "RulesDatabase->GetRS: Object required(424)"},
+          std::pair{"RulesDatabase->GetRS ", "RulesDatabase->GetRS Object required(424)"},
+          std::pair{"", "Object required(424)"}}) {
         clsTestEnvironment env;
-        env.Log.AddErrorLog(c.Message,
+        env.Log.AddErrorLog(message,
                             clsStatus::Error(clsStatus::Code::Invalid, "Object required", 424));
         const std::vector<std::string> lines = ReadLines(env.Log.FullFilename());
         ASSERT_EQ(lines.size(), 1U);
-        EXPECT_EQ(lines[0].substr(22), c.Expected);
+        EXPECT_EQ(lines[0].substr(22), expected);
     }
 }
 
@@ -126,32 +112,27 @@ TEST(LogFileSettings, SettersPersistAndANewLogReadsThem) {
     EXPECT_EQ(env.Settings.ReadText("Logging", "Enabled", ""), "false");
 
     clsLogFile reread(env.Settings, env.Folder.Path(), "Other");
-    EXPECT_EQ(reread.LogDetailLevel(), 4);
-    EXPECT_EQ(reread.MaxFileSize(), 2048);
-    EXPECT_EQ(reread.MaxTotalFileSize(), 0);
-    EXPECT_FALSE(reread.LoggingEnabled());
+    EXPECT_EQ(std::tuple(reread.LogDetailLevel(), reread.MaxFileSize(), reread.MaxTotalFileSize(),
+                         reread.LoggingEnabled()),
+              std::tuple(4, 2048, 0, false));
 }
 
 TEST(LogFileRotation, RotatesOnlyWhenStrictlyLargerThanTheLimit) {
-    struct Case {
-        std::int32_t MaxFileSize;
-        size_t ExistingSize;
-        bool Rotates;
-    };
-    for (const Case& c : {Case{100, 100, false}, Case{100, 101, true}, Case{0, 5000, false},
-                          Case{-1, 5000, false}}) {
-        SCOPED_TRACE(testing::Message() << c.MaxFileSize << " / " << c.ExistingSize);
+    using Row = std::tuple<std::int32_t, size_t, bool>;  // limit, size before, rotates?
+    for (const auto& [maxFileSize, existingSize, rotates] :
+         {Row{100, 100, false}, Row{100, 101, true}, Row{0, 5000, false}, Row{-1, 5000, false}}) {
+        SCOPED_TRACE(testing::Message() << maxFileSize << " / " << existingSize);
         clsTestEnvironment env;
-        env.Log.SetMaxFileSize(c.MaxFileSize);
-        WriteFileOfSize(env.Log.FullFilename(), c.ExistingSize);
+        env.Log.SetMaxFileSize(maxFileSize);
+        WriteWholeFile(env.Log.FullFilename(), std::string(existingSize, 'x'));
         env.Log.AddLog("next");
         const std::vector<std::string> rotated = RotatedFiles(env.Folder.Path());
-        ASSERT_EQ(rotated.size(), c.Rotates ? 1U : 0U);
-        if (c.Rotates) {
+        ASSERT_EQ(rotated.size(), rotates ? 1U : 0U);
+        if (rotates) {
             EXPECT_TRUE(std::regex_match(
                 rotated[0],
                 std::regex(R"(Corvel Log ending \d\d-\d\d-\d\d \d\d\.\d\d\.\d\d\.log)")));
-            EXPECT_EQ(std::filesystem::file_size(env.Folder.Path() / rotated[0]), c.ExistingSize);
+            EXPECT_EQ(std::filesystem::file_size(env.Folder.Path() / rotated[0]), existingSize);
             EXPECT_EQ(ReadLines(env.Log.FullFilename()).size(), 1U);
         }
     }
@@ -160,9 +141,9 @@ TEST(LogFileRotation, RotatesOnlyWhenStrictlyLargerThanTheLimit) {
 TEST(LogFileRotation, TwoRotationsInOneSecondKeepBothAndAZeroTotalDeletesNothing) {
     clsTestEnvironment env;
     for (int day = 1; day <= 5; ++day) {
-        WriteFileOfSize(env.Folder.Path() /
-                            ("Corvel Log ending 0" + std::to_string(day) + "-01-20 00.00.00.log"),
-                        1000);
+        WriteWholeFile(env.Folder.Path() /
+                           ("Corvel Log ending 0" + std::to_string(day) + "-01-20 00.00.00.log"),
+                       std::string(1000, 'x'));
     }
     env.Log.SetMaxFileSize(10);
     env.Log.SetMaxTotalFileSize(0);
@@ -175,27 +156,23 @@ TEST(LogFileRotation, TwoRotationsInOneSecondKeepBothAndAZeroTotalDeletesNothing
 TEST(LogFileCleanUp, DeletesOldestRotatedFilesUntilUnderTheTotal) {
     clsTestEnvironment env;
     const std::filesystem::path folder = env.Folder.Path();
-    // Names whose text order differs from their age: 2019 sorts after 2021 by day first.
-    WriteFileOfSize(folder / "Corvel Log ending 31-12-19 23.59.59.log", 400);  // oldest
-    WriteFileOfSize(folder / "Corvel Log ending 01-01-21 10.00.00.log", 400);
-    WriteFileOfSize(folder / "Corvel Log ending 15-06-20 08.30.00.log", 400);
-    WriteFileOfSize(folder / "Other Log ending 01-01-10 00.00.00.log", 5000);  // another log's
+    // Names whose text order differs from their age (2019 sorts after 2021 by day first), and
+    // another log's file. Rotated, the total is 1200 + 301: the two oldest must go.
+    using Row = std::tuple<std::string, size_t, bool>;  // name, size, kept?
+    const std::vector<Row> files{{"Corvel Log ending 31-12-19 23.59.59.log", 400, false},
+                                 {"Corvel Log ending 01-01-21 10.00.00.log", 400, true},
+                                 {"Corvel Log ending 15-06-20 08.30.00.log", 400, false},
+                                 {"Other Log ending 01-01-10 00.00.00.log", 5000, true}};
+    for (const auto& [name, size, kept] : files) {
+        WriteWholeFile(folder / name, std::string(size, 'x'));
+    }
     env.Log.SetMaxFileSize(300);
     env.Log.SetMaxTotalFileSize(1000);
-    WriteFileOfSize(env.Log.FullFilename(), 301);
-    env.Log.AddLog("rotate now");  // rotated total: 1200 + 301 = 1501
-
-    EXPECT_FALSE(std::filesystem::exists(folder / "Corvel Log ending 31-12-19 23.59.59.log"));
-    EXPECT_FALSE(std::filesystem::exists(folder / "Corvel Log ending 15-06-20 08.30.00.log"));
-    EXPECT_TRUE(std::filesystem::exists(folder / "Corvel Log ending 01-01-21 10.00.00.log"));
+    WriteWholeFile(env.Log.FullFilename(), std::string(301, 'x'));
+    env.Log.AddLog("rotate now");
+    for (const auto& [name, size, kept] : files) {
+        EXPECT_EQ(std::filesystem::exists(folder / name), kept) << name;
+    }
     EXPECT_EQ(RotatedFiles(folder).size(), 2U);  // the newest old file and the one just rotated
-    EXPECT_TRUE(std::filesystem::exists(folder / "Other Log ending 01-01-10 00.00.00.log"));
     EXPECT_TRUE(std::filesystem::exists(env.Log.FullFilename()));
-}
-
-TEST(LogFileAddLog, AMissingFolderCostsOnlyTheEntry) {
-    clsTestEnvironment env;
-    env.Log.SetPath(env.Folder.Path() / "no" / "such" / "folder");
-    EXPECT_NO_THROW(env.Log.AddLog("lost"));
-    EXPECT_FALSE(std::filesystem::exists(env.Log.FullFilename()));
 }

@@ -1,25 +1,37 @@
 // The settings store against real files in a temporary folder: roots, key and value names, value
-// types and the REGEDIT4 files it writes.
+// types, the REGEDIT4 files it writes, and export and import of such files.
 #include <gtest/gtest.h>
 
-#include "foundation/RegistryTestSupport.h"
+#include <string>
+#include <tuple>
+#include <vector>
+
 #include "foundation/clsRegistry.h"
+#include "foundation/clsRegistryAccess.h"
+#include "support/TestSupport.h"
+
+using Strings = std::vector<std::string>;
+
+struct RegistryFixture : ::testing::Test {
+    clsTempFolder Folder;
+    clsRegistryAccess Registry{clsRegistryLocations::InFolder(Folder.Path())};
+    std::filesystem::path UserFile() const { return Folder.Path() / "registry.reg"; }
+};
 
 TEST_F(RegistryFixture, BothSpellingsOfEachRootAddressItsFileAndOtherNamesAreRefused) {
-    struct Case {
-        std::string_view Full, Short, File;
-    };
-    for (const Case& c : {Case{"HKEY_CURRENT_USER", "hkcu", "registry.reg"},
-                          Case{"HKEY_LOCAL_MACHINE", "HKLM", "registry-HKLM.reg"},
-                          Case{"HKEY_CLASSES_ROOT", "HKCR", "registry-HKCR.reg"},
-                          Case{"hkey_users", "HKUS", "registry-HKUS.reg"},
-                          Case{"HKEY_PERFORMANCE_DATA", "HKPD", "registry-HKPD.reg"},
-                          Case{"HKEY_DYN_DATA", "HkDd", "registry-HKDD.reg"},
-                          Case{"HKEY_CURRENT_CONFIG", "HKCC", "registry-HKCC.reg"}}) {
-        SCOPED_TRACE(c.Full);
-        ASSERT_TRUE(Registry.WriteString(c.Short, "Software\\Kesto", "Root", c.Short));
-        EXPECT_EQ(Registry.ReadString(c.Full, "Software\\Kesto", "Root", "-"), c.Short);
-        EXPECT_TRUE(std::filesystem::exists(Folder.Path() / c.File));
+    using Row = std::tuple<std::string_view, std::string_view, std::string_view>;
+    for (const auto& [full, brief, file] :
+         {Row{"HKEY_CURRENT_USER", "hkcu", "registry.reg"},
+          Row{"HKEY_LOCAL_MACHINE", "HKLM", "registry-HKLM.reg"},
+          Row{"HKEY_CLASSES_ROOT", "HKCR", "registry-HKCR.reg"},
+          Row{"hkey_users", "HKUS", "registry-HKUS.reg"},
+          Row{"HKEY_PERFORMANCE_DATA", "HKPD", "registry-HKPD.reg"},
+          Row{"HKEY_DYN_DATA", "HkDd", "registry-HKDD.reg"},
+          Row{"HKEY_CURRENT_CONFIG", "HKCC", "registry-HKCC.reg"}}) {
+        SCOPED_TRACE(full);
+        ASSERT_TRUE(Registry.WriteString(brief, "Software\\Kesto", "Root", brief));
+        EXPECT_EQ(Registry.ReadString(full, "Software\\Kesto", "Root", "-"), brief);
+        EXPECT_TRUE(std::filesystem::exists(Folder.Path() / file));
     }
     for (std::string_view root : {"HKU", "HKEY_USER", "HKCU\\Software", "", "HKEY_CURRENT_USERS"}) {
         SCOPED_TRACE(root);
@@ -67,25 +79,30 @@ TEST_F(RegistryFixture, TheFileIsREGEDIT4WithParentsFirstAndTheDefaultValueAsAt)
     EXPECT_EQ(Registry.ReadString("HKCU", "Software\\Kesto", "@", "-"), "named");
 }
 
-TEST_F(RegistryFixture, MissingValuesAndOtherTypesGiveTheDefault) {
+TEST_F(RegistryFixture, MissingFilesKeysValuesAndOtherTypesGiveTheDefault) {
+    EXPECT_FALSE(Registry.KeyExists("HKCU", "Software"));
+    EXPECT_TRUE(Registry.KeyExists("HKCU", ""));
+    EXPECT_TRUE(Registry.EnumKeys("HKCU", "").empty());
+    EXPECT_TRUE(Registry.LastError().IsOk());
+    EXPECT_FALSE(Registry.KillValue("HKCU", "Software", "v"));
+    EXPECT_FALSE(std::filesystem::exists(UserFile())) << "a failed change wrote the file";
+
     ASSERT_TRUE(Registry.WriteString("HKCU", "K", "Text", "hello"));
     ASSERT_TRUE(Registry.WriteString("HKCU", "K", "Decimal", " 42 "));
     ASSERT_TRUE(Registry.WriteDWORD("HKCU", "K", "Number", 10));
     ASSERT_TRUE(Registry.WriteBinary("HKCU", "K", "Bytes", "00 1F"));
-    struct Case {
-        std::string_view Key, Value;
-        std::string_view AsText, AsBinary;
-        std::uint32_t AsNumber;
-    };
-    for (const Case& c :
-         {Case{"K", "Text", "hello", "dflt", 99}, Case{"K", "Decimal", " 42 ", "dflt", 42},
-          Case{"K", "Number", "10", "dflt", 10}, Case{"K", "Bytes", "00 1F", "00 1F", 99},
-          Case{"K", "Missing", "dflt", "dflt", 99}, Case{"Missing", "Text", "dflt", "dflt", 99}}) {
-        SCOPED_TRACE(std::string(c.Key) + "/" + std::string(c.Value));
-        EXPECT_EQ(Registry.ReadString("HKCU", c.Key, c.Value, "dflt"), c.AsText);
-        EXPECT_EQ(Registry.ReadBinary("HKCU", c.Key, c.Value, "dflt"), c.AsBinary);
-        EXPECT_EQ(Registry.ReadDWORD("HKCU", c.Key, c.Value, 99), c.AsNumber);
-        EXPECT_EQ(Registry.LastError().IsOk(), c.AsNumber != 99);
+    // Key, value, and what each reader gives with the defaults "dflt" and 99.
+    using Row = std::tuple<std::string_view, std::string_view, std::string_view, std::string_view,
+                           std::uint32_t>;
+    for (const auto& [key, value, asText, asBinary, asNumber] :
+         {Row{"K", "Text", "hello", "dflt", 99}, Row{"K", "Decimal", " 42 ", "dflt", 42},
+          Row{"K", "Number", "10", "dflt", 10}, Row{"K", "Bytes", "00 1F", "00 1F", 99},
+          Row{"K", "Missing", "dflt", "dflt", 99}, Row{"Missing", "Text", "dflt", "dflt", 99}}) {
+        SCOPED_TRACE(std::string(key) + "/" + std::string(value));
+        EXPECT_EQ(Registry.ReadString("HKCU", key, value, "dflt"), asText);
+        EXPECT_EQ(Registry.ReadBinary("HKCU", key, value, "dflt"), asBinary);
+        EXPECT_EQ(Registry.ReadDWORD("HKCU", key, value, 99), asNumber);
+        EXPECT_EQ(Registry.LastError().IsOk(), asNumber != 99);
     }
 }
 
@@ -109,15 +126,6 @@ TEST_F(RegistryFixture, KillKeyRemovesTheSubtreeAndEnumsKeepCreationOrder) {
     EXPECT_TRUE(Registry.KeyExists("HKCU", "R\\b"));
 }
 
-TEST_F(RegistryFixture, AMissingFileReadsAsEmpty) {
-    EXPECT_FALSE(Registry.KeyExists("HKCU", "Software"));
-    EXPECT_TRUE(Registry.KeyExists("HKCU", ""));
-    EXPECT_TRUE(Registry.EnumKeys("HKCU", "").empty());
-    EXPECT_TRUE(Registry.LastError().IsOk());
-    EXPECT_FALSE(Registry.KillValue("HKCU", "Software", "v"));
-    EXPECT_FALSE(std::filesystem::exists(UserFile())) << "a failed change wrote the file";
-}
-
 TEST_F(RegistryFixture, TheThinFaceReachesTheSameKeys) {
     clsRegistry keys(Registry);
     ASSERT_TRUE(keys.CreateKey("HKUS", ".DEFAULT\\Software\\Kesto"));
@@ -128,22 +136,132 @@ TEST_F(RegistryFixture, TheThinFaceReachesTheSameKeys) {
 }
 
 TEST_F(RegistryFixture, HexTextIsUpperCasePairsSeparatedBySingleBlanks) {
-    struct Case {
-        std::string_view Text;
-        bool Valid;
-    };
-    for (const Case& c :
-         {Case{"", true}, Case{"00", true}, Case{"00 1F A0", true}, Case{"FF FF", true},
-          Case{"0", false}, Case{"000", false}, Case{"0G", false}, Case{"1f", false},
-          Case{"00  1F", false}, Case{" 00", false}, Case{"00 ", false}, Case{"00,1F", false},
-          Case{"001F", false}, Case{"00\t1F", false}}) {
-        SCOPED_TRACE(c.Text);
-        EXPECT_EQ(clsRegistryAccess::isBinValid(c.Text), c.Valid);
-        EXPECT_EQ(clsRegistryAccess::StrToBin(c.Text).empty(), !c.Valid || c.Text.empty());
-        EXPECT_EQ(Registry.WriteBinary("HKCU", "K", "b", c.Text), c.Valid);
+    using Row = std::pair<std::string_view, bool>;
+    for (const auto& [text, valid] :
+         {Row{"", true}, Row{"00", true}, Row{"00 1F A0", true}, Row{"FF FF", true},
+          Row{"0", false}, Row{"000", false}, Row{"0G", false}, Row{"1f", false},
+          Row{"00  1F", false}, Row{" 00", false}, Row{"00 ", false}, Row{"00,1F", false},
+          Row{"001F", false}, Row{"00\t1F", false}}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(clsRegistryAccess::isBinValid(text), valid);
+        EXPECT_EQ(clsRegistryAccess::StrToBin(text).empty(), !valid || text.empty());
+        EXPECT_EQ(Registry.WriteBinary("HKCU", "K", "b", text), valid);
         EXPECT_EQ(Registry.LastError().GetCode(),
-                  c.Valid ? clsStatus::Code::Ok : clsStatus::Code::Invalid);
-        EXPECT_EQ(Registry.ReadBinary("HKCU", "K", "b", "-"), c.Valid ? c.Text : "-");
-        EXPECT_EQ(Registry.KillValue("HKCU", "K", "b"), c.Valid);
+                  valid ? clsStatus::Code::Ok : clsStatus::Code::Invalid);
+        EXPECT_EQ(Registry.ReadBinary("HKCU", "K", "b", "-"), valid ? text : "-");
+        EXPECT_EQ(Registry.KillValue("HKCU", "K", "b"), valid);
     }
+}
+
+TEST_F(RegistryFixture, ExportThenImportIntoAFreshFolderKeepsEveryValue) {
+    const std::string_view kesto = "Software\\Kesto", sub = "Software\\Kesto\\Sub";
+    // A backslash before "n" stays two characters; a "\r" ending a line is not lost as a blank.
+    const std::string_view tricky = "say \"hi\" C:\\dir\\new\\ one\ntwo\r\nthree\r";
+    ASSERT_TRUE(Registry.WriteString("HKCU", kesto, "Tricky", tricky));
+    ASSERT_TRUE(Registry.WriteString("HKCU", kesto, "", "the default"));
+    ASSERT_TRUE(Registry.WriteString("HKCU", kesto, "Empty", ""));
+    ASSERT_TRUE(Registry.WriteString("HKCU", kesto, "Name \"with\" \\ and =", "v"));
+    ASSERT_TRUE(Registry.WriteString("HKCU", sub, "Gr\xC3\xBC\xC3\x9F\x65", "\xE6\x97\xA5"));
+    ASSERT_TRUE(Registry.WriteDWORD("HKCU", kesto, "Zero", 0));
+    ASSERT_TRUE(Registry.WriteDWORD("HKCU", sub, "Max", 0xFFFFFFFF));
+    ASSERT_TRUE(Registry.WriteBinary("HKCU", sub, "Bytes", "00 1F A0 FF"));
+    ASSERT_TRUE(Registry.WriteBinary("HKCU", sub, "None", ""));
+    ASSERT_TRUE(Registry.CreateKey("HKCU", "Software\\Kesto\\Empty"));
+    ASSERT_TRUE(Registry.WriteString("HKCU", "Software\\Other", "NotExported", "x"));
+    const std::filesystem::path exported = Folder.Path() / "out" / "kesto.reg";
+    ASSERT_TRUE(Registry.ExportToReg(exported, "hkcu\\SOFTWARE\\kesto"))
+        << Registry.LastError().Description();
+    const std::string text = ReadWholeFile(exported);
+
+    clsTempFolder fresh;
+    clsRegistryAccess imported(clsRegistryLocations::InFolder(fresh.Path()));
+    ASSERT_TRUE(imported.ImportFromReg(exported)) << imported.LastError().Description();
+    EXPECT_TRUE(imported.LastError().IsOk()) << imported.LastError().Description();
+    EXPECT_EQ(imported.ReadString("HKCU", kesto, "Tricky", ""), tricky);
+    EXPECT_FALSE(imported.KeyExists("HKCU", "Software\\Other"));
+    // Exported again, every key, value, type and order is the same.
+    ASSERT_TRUE(imported.ExportToReg(fresh.Path() / "again.reg", "HKCU\\Software\\Kesto"));
+    EXPECT_EQ(ReadWholeFile(fresh.Path() / "again.reg"), text);
+}
+
+TEST_F(RegistryFixture, ExportTakesEitherRootSpellingAndRefusesAMissingKey) {
+    ASSERT_TRUE(Registry.WriteString("HKUS", "S-1\\Software", "a", "b"));
+    using Row = std::pair<std::string_view, bool>;
+    for (const auto& [fullKey, exported] :
+         {Row{"HKEY_USERS\\S-1", true}, Row{"hkus\\s-1\\", true}, Row{"\\HKUS\\S-1", true},
+          Row{"HKU\\S-1", false}, Row{"HKUS\\S-2", false}, Row{"HKCU\\S-1", false}}) {
+        SCOPED_TRACE(fullKey);
+        const std::filesystem::path file = Folder.Path() / "export.reg";
+        std::filesystem::remove(file);
+        EXPECT_EQ(Registry.ExportToReg(file, fullKey), exported);
+        EXPECT_EQ(Registry.LastError().IsOk(), exported);
+        EXPECT_EQ(ReadWholeFile(file), exported ? "REGEDIT4\n\n[HKEY_USERS\\S-1]\n\n"
+                                                  "[HKEY_USERS\\S-1\\Software]\n\"a\"=\"b\"\n\n"
+                                                : "");
+    }
+}
+
+// A hand-written file with a byte order mark, CRLF line ends, comments, deletions, VB hex numbers
+// and wrapped hex lists is read as the registry editor would, skipping and reporting what it
+// cannot read.
+TEST_F(RegistryFixture, ImportReadsAHandWrittenFileAndReportsTheLineItSkipped) {
+    ASSERT_TRUE(Registry.WriteString("HKCU", "Software\\Kesto\\Old\\Deeper", "v", "x"));
+    ASSERT_TRUE(Registry.WriteString("HKLM", "Software\\Kesto", "Gone", "x"));
+    WriteWholeFile(Folder.Path() / "in.reg",
+                   "\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n"         // line 1
+                   "; Corvel settings, written by hand\r\n"                       // 2
+                   "\r\n"                                                         // 3
+                   "[HKEY_CURRENT_USER\\Software\\Kesto]\r\n"                     // 4
+                   "\"VbHex\"=dword:&H1F\r\n"                                     // 5
+                   "\"Path\"=\"C:\\\\Program Files\\\\Kesto\\\\\"\r\n"            // 6
+                   "\"Bytes\"=hex:00,01,02,03,04,05,06,07,08,09,0a,0b,0c,\\\r\n"  // 7
+                   "  0d,0e,0f,10\r\n"                                            // 8
+                   "this line is nonsense\r\n"                                    // 9
+                   "@=\"default\"\r\n"                                            // 10
+                   "[-HKEY_CURRENT_USER\\Software\\Kesto\\Old]\r\n"               // 11
+                   "[HKLM\\Software\\Kesto]\r\n"                                  // 12
+                   "\"Machine\"=\"yes\"\r\n"                                      // 13
+                   "\"Gone\"=-\r\n");                                             // 14
+    ASSERT_TRUE(Registry.ImportFromReg(Folder.Path() / "in.reg"));
+    EXPECT_EQ(Registry.LastError().GetCode(), clsStatus::Code::Corrupt);
+    EXPECT_NE(Registry.LastError().Description().find("1 line skipped: line 9"), std::string::npos)
+        << Registry.LastError().Description();
+    EXPECT_EQ(Registry.ReadDWORD("HKCU", "Software\\Kesto", "VbHex", 0), 31U);
+    EXPECT_EQ(Registry.ReadString("HKCU", "Software\\Kesto", "Path", ""),
+              "C:\\Program Files\\Kesto\\");
+    EXPECT_EQ(Registry.ReadBinary("HKCU", "Software\\Kesto", "Bytes", ""),
+              "00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10");
+    EXPECT_EQ(Registry.ReadString("HKCU", "Software\\Kesto", "", ""), "default");
+    EXPECT_FALSE(Registry.KeyExists("HKCU", "Software\\Kesto\\Old"));
+    EXPECT_EQ(Registry.ReadString("HKLM", "Software\\Kesto", "Machine", ""), "yes");
+    EXPECT_FALSE(Registry.ValueExists("HKLM", "Software\\Kesto", "Gone"));
+}
+
+TEST_F(RegistryFixture, ImportOfAnUnreadableFileChangesNothing) {
+    std::filesystem::create_directory(Folder.Path() / "folder.reg");
+    WriteWholeFile(Folder.Path() / "headless.reg", "[HKEY_CURRENT_USER\\Software]\n\"a\"=\"b\"\n");
+    WriteWholeFile(Folder.Path() / "utf16.reg", std::string_view("\xFF\xFER\0E\0G\0", 8));
+    using Row = std::pair<std::string_view, clsStatus::Code>;
+    for (const auto& [file, code] :
+         {Row{"missing.reg", clsStatus::Code::NotFound}, Row{"folder.reg", clsStatus::Code::Io},
+          Row{"headless.reg", clsStatus::Code::Invalid},
+          Row{"utf16.reg", clsStatus::Code::Invalid}}) {
+        SCOPED_TRACE(file);
+        EXPECT_FALSE(Registry.ImportFromReg(Folder.Path() / file));
+        EXPECT_EQ(Registry.LastError().GetCode(), code) << Registry.LastError().Description();
+        EXPECT_FALSE(Registry.KeyExists("HKCU", "Software"));
+    }
+}
+
+TEST_F(RegistryFixture, ImportStillWritesTheRootsItCanWrite) {
+    WriteWholeFile(Folder.Path() / "plain", "a regular file, not a folder");
+    clsRegistryLocations locations = clsRegistryLocations::InFolder(Folder.Path());
+    locations.Files[RegistryRoot::LocalMachine] = Folder.Path() / "plain" / "registry.reg";
+    clsRegistryAccess registry(locations);
+    WriteWholeFile(Folder.Path() / "in.reg",
+                   "REGEDIT4\n\n[HKLM\\Software]\n\"m\"=\"1\"\n\n[HKCU\\Software]\n\"u\"=\"2\"\n");
+    EXPECT_FALSE(registry.ImportFromReg(Folder.Path() / "in.reg"));
+    EXPECT_NE(registry.LastError().Description().find("plain"), std::string::npos)
+        << registry.LastError().Description();
+    EXPECT_EQ(registry.ReadString("HKCU", "Software", "u", ""), "2");
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "foundation/clsRegistryParser.h"
@@ -19,96 +20,84 @@ clsRegistryScript ParseOneValue(std::string_view valueLine) {
 }  // namespace
 
 TEST(RegistryParserValues, ReadsEachWayOfWritingAValue) {
-    struct Case {
-        std::string_view Line, Name;
-        clsRegistryData Expected;
-    };
-    for (const Case& c :
-         {Case{R"(@="default")", "", std::string("default")},
-          Case{R"("say \"hi\""="C:\\temp\\")", "say \"hi\"", std::string("C:\\temp\\")},
-          Case{R"("a"="C:\temp")", "a", std::string("C:\\temp")},
-          Case{R"("a"="two\nlines\r")", "a", std::string("two\nlines\r")},
-          Case{R"("a" = "spaced")", "a", std::string("spaced")},
-          Case{R"("a"="")", "a", std::string()}, Case{R"("a"=DWORD:FFFFFFFF)", "a", 0xFFFFFFFFU},
-          Case{R"("a"=dword:&H1F)", "a", 31U}, Case{R"("a"=&H1F)", "a", 31U},
-          Case{R"("a"=0X1f)", "a", 31U}, Case{R"("a"=hex:)", "a", Bytes{}},
-          Case{R"("a"=hex:00,1f,A0)", "a", Bytes{0x00, 0x1F, 0xA0}},
-          Case{R"("a"=hex: 0x01 , &HfF)", "a", Bytes{0x01, 0xFF}}}) {
-        SCOPED_TRACE(c.Line);
-        const clsRegistryScript script = ParseOneValue(c.Line);
+    using Row = std::tuple<std::string_view, std::string_view, clsRegistryData>;
+    for (const auto& [line, name, expected] :
+         {Row{R"(@="default")", "", std::string("default")},
+          Row{R"("say \"hi\""="C:\\temp\\")", "say \"hi\"", std::string("C:\\temp\\")},
+          Row{R"("a"="C:\temp")", "a", std::string("C:\\temp")},
+          Row{R"("a"="two\nlines\r")", "a", std::string("two\nlines\r")},
+          Row{R"("a" = "spaced")", "a", std::string("spaced")},
+          Row{R"("a"="")", "a", std::string()}, Row{R"("a"=DWORD:FFFFFFFF)", "a", 0xFFFFFFFFU},
+          Row{R"("a"=dword:&H1F)", "a", 31U}, Row{R"("a"=&H1F)", "a", 31U},
+          Row{R"("a"=0X1f)", "a", 31U}, Row{R"("a"=hex:)", "a", Bytes{}},
+          Row{R"("a"=hex:00,1f,A0)", "a", Bytes{0x00, 0x1F, 0xA0}},
+          Row{R"("a"=hex: 0x01 , &HfF)", "a", Bytes{0x01, 0xFF}}}) {
+        SCOPED_TRACE(line);
+        const clsRegistryScript script = ParseOneValue(line);
         EXPECT_TRUE(script.Problems.empty());
         ASSERT_EQ(script.Changes.size(), 2U);
         EXPECT_EQ(script.Changes[1].What, Kind::SetValue);
-        EXPECT_EQ(script.Changes[1].ValueName, c.Name);
-        EXPECT_EQ(script.Changes[1].Data, c.Expected);
+        EXPECT_EQ(script.Changes[1].ValueName, name);
+        EXPECT_EQ(script.Changes[1].Data, expected);
     }
 }
 
 TEST(RegistryParserValues, SkipsWhatItCannotReadAndSaysWhy) {
-    struct Case {
-        std::string_view Line, Reason;
-    };
-    for (const Case& c :
-         {Case{R"("a"=dword:100000000)", "bad 32-bit number"},
-          Case{R"("a"=dword:-1)", "bad 32-bit number"},
-          Case{R"("a"=dword:12 34)", "bad 32-bit number"}, Case{R"("a"=&H)", "bad 32-bit number"},
-          Case{R"("a"=hex:100)", "bad hex: list"}, Case{R"("a"=hex:01,,02)", "bad hex: list"},
-          Case{R"("a"=hex(2):41,00)", "unsupported value type"},
-          Case{R"("a"="unterminated)", "unterminated or trailing text after a string"},
-          Case{R"("a"="x" trailing)", "unterminated or trailing text after a string"},
-          Case{R"("a"=12)", "unreadable value"},
-          Case{R"("a" "x")", "a value name must be followed by \"=\""},
-          Case{R"("a=1)", "a value name must be followed by \"=\""},
-          Case{"junk", "neither a key nor a value"}}) {
-        SCOPED_TRACE(c.Line);
-        const clsRegistryScript script = ParseOneValue(c.Line);
+    using Row = std::pair<std::string_view, std::string_view>;
+    for (const auto& [line, reason] :
+         {Row{R"("a"=dword:100000000)", "bad 32-bit number"},
+          Row{R"("a"=dword:-1)", "bad 32-bit number"},
+          Row{R"("a"=dword:12 34)", "bad 32-bit number"}, Row{R"("a"=&H)", "bad 32-bit number"},
+          Row{R"("a"=hex:100)", "bad hex: list"}, Row{R"("a"=hex:01,,02)", "bad hex: list"},
+          Row{R"("a"=hex(2):41,00)", "unsupported value type"},
+          Row{R"("a"="unterminated)", "unterminated or trailing text after a string"},
+          Row{R"("a"="x" trailing)", "unterminated or trailing text after a string"},
+          Row{R"("a"=12)", "unreadable value"},
+          Row{R"("a" "x")", "a value name must be followed by \"=\""},
+          Row{R"("a=1)", "a value name must be followed by \"=\""},
+          Row{"junk", "neither a key nor a value"}}) {
+        SCOPED_TRACE(line);
+        const clsRegistryScript script = ParseOneValue(line);
         ASSERT_EQ(script.Problems.size(), 1U);
-        EXPECT_EQ(script.Problems[0].Reason, c.Reason);
+        EXPECT_EQ(script.Problems[0].Reason, reason);
         EXPECT_EQ(script.Changes.size(), 1U);  // the key line alone
     }
 }
 
 TEST(RegistryParserKeys, ReadsKeyAndDeletionLines) {
-    struct Case {
-        std::string_view Line;
-        Kind What;
-        RegistryRoot Root;
-        std::string_view Path;
-    };
-    for (const Case& c :
-         {Case{R"([HKEY_CURRENT_USER\Software\Kesto])", Kind::OpenKey, RegistryRoot::CurrentUser,
-               R"(Software\Kesto)"},
-          Case{R"([hkus\.DEFAULT])", Kind::OpenKey, RegistryRoot::Users, ".DEFAULT"},
-          Case{R"([HKEY_LOCAL_MACHINE])", Kind::OpenKey, RegistryRoot::LocalMachine, ""},
-          Case{R"([-HKLM\Software\Old])", Kind::DeleteKey, RegistryRoot::LocalMachine,
-               R"(Software\Old)"},
-          Case{R"(  [HKCC\A]  )", Kind::OpenKey, RegistryRoot::CurrentConfig, "A"}}) {
-        SCOPED_TRACE(c.Line);
+    using Row = std::tuple<std::string_view, Kind, RegistryRoot, std::string_view>;
+    for (const auto& [line, what, root, path] :
+         {Row{R"([HKEY_CURRENT_USER\Software\Kesto])", Kind::OpenKey, RegistryRoot::CurrentUser,
+              R"(Software\Kesto)"},
+          Row{R"([hkus\.DEFAULT])", Kind::OpenKey, RegistryRoot::Users, ".DEFAULT"},
+          Row{R"([HKEY_LOCAL_MACHINE])", Kind::OpenKey, RegistryRoot::LocalMachine, ""},
+          Row{R"([-HKLM\Software\Old])", Kind::DeleteKey, RegistryRoot::LocalMachine,
+              R"(Software\Old)"},
+          Row{R"(  [HKCC\A]  )", Kind::OpenKey, RegistryRoot::CurrentConfig, "A"}}) {
+        SCOPED_TRACE(line);
         const clsRegistryScript script =
-            clsRegistryParser::Parse("REGEDIT4\n" + std::string(c.Line) + "\n");
+            clsRegistryParser::Parse("REGEDIT4\n" + std::string(line) + "\n");
         EXPECT_TRUE(script.Problems.empty());
         ASSERT_EQ(script.Changes.size(), 1U);
-        EXPECT_EQ(script.Changes[0].What, c.What);
-        EXPECT_EQ(script.Changes[0].Root, c.Root);
-        EXPECT_EQ(script.Changes[0].KeyPath, c.Path);
+        EXPECT_EQ(script.Changes[0].What, what);
+        EXPECT_EQ(script.Changes[0].Root, root);
+        EXPECT_EQ(script.Changes[0].KeyPath, path);
     }
 }
 
 TEST(RegistryParserKeys, ABadKeyLineTakesItsValuesWithIt) {
-    struct Case {
-        std::string_view Line, Reason;
-    };
-    for (const Case& c :
-         {Case{R"([HKU\Software])", "unknown root"}, Case{R"([HKCU\Software)", "key without \"]\""},
-          Case{R"([-HKCU])", "a root cannot be deleted"},
-          Case{R"([-HKCU\Gone])", "value outside a key"}}) {
-        SCOPED_TRACE(c.Line);
+    using Row = std::pair<std::string_view, std::string_view>;
+    for (const auto& [line, reason] :
+         {Row{R"([HKU\Software])", "unknown root"}, Row{R"([HKCU\Software)", "key without \"]\""},
+          Row{R"([-HKCU])", "a root cannot be deleted"},
+          Row{R"([-HKCU\Gone])", "value outside a key"}}) {
+        SCOPED_TRACE(line);
         const clsRegistryScript script = clsRegistryParser::Parse(
-            "REGEDIT4\n\n" + std::string(c.Line) + "\n\"a\"=\"x\"\n[HKCU\\Next]\n\"b\"=\"y\"\n");
+            "REGEDIT4\n\n" + std::string(line) + "\n\"a\"=\"x\"\n[HKCU\\Next]\n\"b\"=\"y\"\n");
         ASSERT_FALSE(script.Problems.empty());
         EXPECT_EQ(script.Problems.back().Reason, "value outside a key");
         EXPECT_EQ(script.Problems.back().Line, 4);
-        EXPECT_EQ(script.Problems.front().Reason, c.Reason);
+        EXPECT_EQ(script.Problems.front().Reason, reason);
         ASSERT_GE(script.Changes.size(), 2U);  // the next key is read as usual
         EXPECT_EQ(script.Changes.back().ValueName, "b");
         EXPECT_EQ(script.Changes.back().Line, 6);
@@ -140,21 +129,17 @@ TEST(RegistryParserText, HexListsGoOnOverBackslashedLinesButStringsDoNot) {
 }
 
 TEST(RegistryParserText, RecognisesTheHeaderForms) {
-    struct Case {
-        std::string_view Text;
-        bool HasHeader;
-        std::size_t Problems;
-    };
-    for (const Case& c :
-         {Case{"REGEDIT4\n\n[HKCU\\A]\n", true, 0}, Case{"REGEDIT4", true, 0},
-          Case{"\xEF\xBB\xBFREGEDIT4\r\n\r\n[HKCU\\A]\r\n", true, 0},
-          Case{"Windows Registry Editor Version 5.00\r\n\r\n[HKCU\\A]\r\n", true, 0},
-          Case{"[HKCU\\A]\n", false, 0}, Case{"REGEDIT5\n[HKCU\\A]\n", false, 1},
-          Case{"", false, 0}, Case{std::string_view("\xFF\xFER\0E\0", 6), false, 1}}) {
-        SCOPED_TRACE(c.Text);
-        const clsRegistryScript script = clsRegistryParser::Parse(c.Text);
-        EXPECT_EQ(script.HasHeader, c.HasHeader);
-        EXPECT_EQ(script.Problems.size(), c.Problems);
+    using Row = std::tuple<std::string_view, bool, std::size_t>;  // text, header?, problems
+    for (const auto& [text, hasHeader, problems] :
+         {Row{"REGEDIT4\n\n[HKCU\\A]\n", true, 0}, Row{"REGEDIT4", true, 0},
+          Row{"\xEF\xBB\xBFREGEDIT4\r\n\r\n[HKCU\\A]\r\n", true, 0},
+          Row{"Windows Registry Editor Version 5.00\r\n\r\n[HKCU\\A]\r\n", true, 0},
+          Row{"[HKCU\\A]\n", false, 0}, Row{"REGEDIT5\n[HKCU\\A]\n", false, 1}, Row{"", false, 0},
+          Row{std::string_view("\xFF\xFER\0E\0", 6), false, 1}}) {
+        SCOPED_TRACE(text);
+        const clsRegistryScript script = clsRegistryParser::Parse(text);
+        EXPECT_EQ(script.HasHeader, hasHeader);
+        EXPECT_EQ(script.Problems.size(), problems);
     }
 }
 

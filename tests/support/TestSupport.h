@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/clsLogFile.h"
@@ -40,6 +41,10 @@ inline std::string ReadWholeFile(const std::filesystem::path& file) {
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+inline void WriteWholeFile(const std::filesystem::path& file, std::string_view text) {
+    std::ofstream(file, std::ios::binary) << text;
 }
 
 inline std::vector<std::string> ReadLines(const std::filesystem::path& file) {
