@@ -1,5 +1,6 @@
 #pragma once
-// Runs the real corvel binary with its settings and data in a private temporary folder.
+// Runs the real corvel binary with its settings and data (a Maildir among them) in a private
+// temporary folder.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -7,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "support/TestSupport.h"
+#include "mailhost/MailhostTestSupport.h"
 
 class clsCorvelCommandTest : public testing::Test {
 protected:
@@ -15,25 +16,43 @@ protected:
         int ExitCode;
         std::string Out, Err;
     };
-    clsRun Run(const std::vector<std::string>& args) {
-        std::string line = "XDG_CONFIG_HOME='" + (mFolder.Path() / "config").string() +
-                           "' XDG_DATA_HOME='" + (mFolder.Path() / "data").string() + "' " +
-                           CORVEL_BINARY;
+    // Runs corvel (or `program`) with args inside `home`, whose config/ and data/ folders take
+    // the settings and the data.
+    clsRun RunIn(const std::filesystem::path& home, const std::vector<std::string>& args,
+                 const std::string& program = CORVEL_BINARY) {
+        std::filesystem::create_directories(home);
+        std::string line = "cd " + Quoted(home.string()) +
+                           " && XDG_CONFIG_HOME=" + Quoted((home / "config").string()) +
+                           " XDG_DATA_HOME=" + Quoted((home / "data").string()) + " " + program;
         for (const std::string& arg : args) {
-            std::string quoted;
-            for (char c : arg) {
-                quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-            }
-            line += " '" + quoted + "'";
+            line += " " + Quoted(arg);
         }
         const auto out = mFolder.Path() / "out", err = mFolder.Path() / "err";
-        const int status =
-            std::system((line + " >'" + out.string() + "' 2>'" + err.string() + "'").c_str());
+        const int status = std::system(
+            (line + " >" + Quoted(out.string()) + " 2>" + Quoted(err.string())).c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadWholeFile(out),
                 ReadWholeFile(err)};
     }
-    std::filesystem::path DefaultMaildir() const {
-        return mFolder.Path() / "data" / "corvel" / "Maildir";
+    clsRun Run(const std::vector<std::string>& args) { return RunIn(mFolder.Path(), args); }
+    // Runs a command that must succeed; its output.
+    std::string Must(const std::vector<std::string>& args) {
+        const clsRun run = Run(args);
+        std::string command = "corvel";
+        for (const std::string& arg : args) {
+            command += " " + arg;
+        }
+        EXPECT_EQ(run.ExitCode, 0) << command << ": " << run.Err;
+        return run.Out;
+    }
+    std::filesystem::path DataFolder() const { return mFolder.Path() / "data" / "corvel"; }
+    std::filesystem::path DefaultMaildir() const { return DataFolder() / "Maildir"; }
+
+    static std::string Quoted(std::string_view text) {
+        std::string quoted = "'";
+        for (char c : text) {
+            quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        }
+        return quoted + "'";
     }
     clsTempFolder mFolder;
 };

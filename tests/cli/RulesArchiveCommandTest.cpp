@@ -1,57 +1,26 @@
 // `corvel rules export|import|verify` end to end: the rules of one user's data folder carried to
 // another user's through an archive file.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include "support/TestSupport.h"
+#include "CliTestSupport.h"
 
 namespace {
 
-class RulesArchiveCommand : public testing::Test {
+class RulesArchiveCommand : public clsCorvelCommandTest {
 protected:
-    struct clsRun {
-        int ExitCode;
-        std::string Out, Err;
-    };
-    // Runs corvel as the user whose home is the folder `user`, in that folder, on its data folder.
+    // Runs corvel as the user whose home is the folder `user`, in that folder.
     clsRun Run(const std::string& user, const std::vector<std::string>& args) {
-        const std::filesystem::path home = Home(user);
-        std::filesystem::create_directories(home);
-        std::string line = "cd " + Quoted(home.string()) +
-                           " && XDG_CONFIG_HOME=" + Quoted((home / "config").string()) +
-                           " XDG_DATA_HOME=" + Quoted((home / "share").string()) + " " +
-                           CORVEL_BINARY + " --data-dir " + Quoted((home / "data").string());
-        for (const std::string& arg : args) {
-            line += " " + Quoted(arg);
-        }
-        const std::filesystem::path out = mFolder.Path() / "out", err = mFolder.Path() / "err";
-        const int status = std::system(
-            (line + " >" + Quoted(out.string()) + " 2>" + Quoted(err.string())).c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadWholeFile(out),
-                ReadWholeFile(err)};
+        return RunIn(Home(user), args);
     }
     std::filesystem::path Home(const std::string& user) const { return mFolder.Path() / user; }
-    static std::string Quoted(std::string_view text) {
-        std::string quoted = "'";
-        for (char c : text) {
-            quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-        }
-        return quoted + "'";
-    }
     void AddRules(const std::string& user) {
-        for (const std::vector<std::string>& rule : std::vector<std::vector<std::string>>{
-                 {"--from", "boss@example.com", "--move-to", "\\\\Mailbox\\Inbox\\Boss",
-                  "--mark-read"},
-                 {"--to", "@client.org", "--subject", "Invoice, March", "--copy-to", "Archive",
-                  "--outgoing", "--group", "Work"},
-                 {"--body", "unsubscribe", "--delete", "--stop", "--disabled"}}) {
-            std::vector<std::string> args = {"rules", "add"};
-            args.insert(args.end(), rule.begin(), rule.end());
+        for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+                 {"rules", "add", "--from", "boss@example.com", "--move-to",
+                  "\\\\Mailbox\\Inbox\\Boss", "--mark-read"},
+                 {"rules", "add", "--to", "@client.org", "--subject", "Invoice, March", "--copy-to",
+                  "Archive", "--outgoing", "--group", "Work"},
+                 {"rules", "add", "--body", "unsubscribe", "--delete", "--stop", "--disabled"}}) {
             ASSERT_EQ(Run(user, args).ExitCode, 0);
         }
     }
-
-    clsTempFolder mFolder;
 };
 
 }  // namespace
@@ -89,7 +58,7 @@ TEST_F(RulesArchiveCommand, AnExportImportedByAnotherUserListsTheSameRules) {
         SCOPED_TRACE(c.Args.back());
         const clsRun run = Run("bob", c.Args);
         EXPECT_NE(run.ExitCode, 0);
-        EXPECT_NE(run.Err.find(c.Message), std::string::npos) << run.Err;
+        EXPECT_TRUE(Holds(run.Err, c.Message)) << run.Err;
     }
     EXPECT_EQ(Run("bob", {"rules", "list"}).Out, annList.Out);
 }
@@ -101,7 +70,7 @@ TEST_F(RulesArchiveCommand, VerifyNamesEachMissingFolderUntilItExists) {
     EXPECT_EQ(verify.Out,
               "rule 1: folder not found: \\\\Mailbox\\Inbox\\Boss\nrule 2: folder not found: "
               "Archive\n");
-    EXPECT_NE(verify.Err.find("corvel: 2 rule folders not found;"), std::string::npos);
+    EXPECT_TRUE(Holds(verify.Err, "corvel: 2 rule folders not found;"));
 
     for (const char* folder : {"\\\\Mailbox\\Inbox\\Boss", "\\\\Mailbox\\Archive"}) {
         ASSERT_EQ(Run("ann", {"folders", "create", folder}).ExitCode, 0);

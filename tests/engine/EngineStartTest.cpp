@@ -19,7 +19,7 @@ TEST(EngineStart, SettingsAreStoredWhereTheyBelongAndReadAtTheNextStart) {
     engine.SetSearchAllMailboxes(true);  // the settings store only: gone at the next start
     EXPECT_EQ(f.Settings.ReadText("Options", "Multiple Mailbox Search", ""), "true");
     engine.Quit();
-    EXPECT_NE(f.LogText().find("Corvel->Quit: Corvel engine stopped."), std::string::npos);
+    EXPECT_TRUE(Holds(f.LogText(), "Corvel->Quit: Corvel engine stopped."));
 
     f.Start();
     EXPECT_EQ(f.Engine->ProcessDelay(), 30);
@@ -49,20 +49,12 @@ TEST(EngineStart, DataFolderFromProfileSupportOrTheStoredLocation) {
 TEST(EngineStart, AValidCacheIsNotBuiltAgain) {
     clsEngineFixture f;
     f.Start({"Inbox/Clients"});
-    const auto buildLines = [&f] {
-        const std::string log = f.LogText();
-        size_t count = 0;
-        for (size_t at = log.find("InitialiseEngine: build folder cache"); at != std::string::npos;
-             at = log.find("InitialiseEngine: build folder cache", at + 1)) {
-            ++count;
-        }
-        return count;
-    };
-    EXPECT_EQ(buildLines(), 1U);
+    const char* const built = "InitialiseEngine: build folder cache";
+    EXPECT_EQ(Occurrences(f.LogText(), built), 1U);
     f.Engine->RulesDatabase().SaveOptionBoolean("Folder Cache", "Assume Valid", true);
     f.Start();
-    EXPECT_EQ(buildLines(), 1U);
-    EXPECT_EQ(f.LogText().find("InitialiseEngine: rebuild folder cache"), std::string::npos);
+    EXPECT_EQ(Occurrences(f.LogText(), built), 1U);
+    EXPECT_FALSE(Holds(f.LogText(), "InitialiseEngine: rebuild folder cache"));
     EXPECT_TRUE(f.Engine->cvFolderCache()->FindFolder("Clients"));
 }
 

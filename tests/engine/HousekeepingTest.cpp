@@ -80,15 +80,14 @@ bool StoresOpen(classCorvel& engine) {
 
 }  // namespace
 
-TEST(Housekeeping, AnExportGivesAnEmptyDataFolderTheSameRulesAndMergesIntoAFullOne) {
+TEST(Housekeeping, AnExportFillsAnEmptyDataFolderMergesIntoAFullOneAndNoOtherFileIsTaken) {
     clsEngineFixture source, empty, target;
     source.Start({"Inbox/Clients", "Archive"});
     AddSourceRules(source);
     const std::filesystem::path archive = source.Folder.Path() / "rules.zip";
     ASSERT_TRUE(source.Engine->ExportRulesToFile(archive));
     EXPECT_TRUE(StoresOpen(*source.Engine));
-    EXPECT_NE(source.LogText().find("Message (Export Complete): Rules exported."),
-              std::string::npos);
+    EXPECT_TRUE(Holds(source.LogText(), "Message (Export Complete): Rules exported."));
     const std::vector<std::string> rules = RuleLines(*source.Engine);
     ASSERT_EQ(rules.size(), 3u);
 
@@ -97,9 +96,8 @@ TEST(Housekeeping, AnExportGivesAnEmptyDataFolderTheSameRulesAndMergesIntoAFullO
     EXPECT_TRUE(StoresOpen(*empty.Engine));
     EXPECT_EQ(RuleLines(*empty.Engine), rules);
     EXPECT_EQ(BlockedSenders(*empty.Engine), BlockedSenders(*source.Engine));
-    EXPECT_NE(empty.LogText().find("Corvel->ImportRulesFromFile: Importing from  " +
-                                   archive.string() + "\n"),
-              std::string::npos);
+    EXPECT_TRUE(Holds(empty.LogText(),
+                      "Corvel->ImportRulesFromFile: Importing from  " + archive.string() + "\n"));
     EXPECT_FALSE(std::filesystem::exists(ImportFolder()));
 
     // A rule or sender already there is not added twice; groups are matched by name.
@@ -120,16 +118,11 @@ TEST(Housekeeping, AnExportGivesAnEmptyDataFolderTheSameRulesAndMergesIntoAFullO
               (std::vector<std::string>{"more@example.net", "SPAM@example.org"}));
 
     EXPECT_FALSE(source.Engine->ExportRulesToFile(source.Folder.Path() / "no" / "rules.zip"));
-    EXPECT_NE(source.LogText().find("Message (Export Failed): Error:\n"), std::string::npos);
+    EXPECT_TRUE(Holds(source.LogText(), "Message (Export Failed): Error:\n"));
     EXPECT_TRUE(StoresOpen(*source.Engine));
-}
 
-TEST(Housekeeping, AnArchiveWithoutARulesDatabaseIsRefusedAndChangesNothing) {
-    clsEngineFixture f;
-    f.Start({"Inbox/Clients", "Archive"});
-    AddSourceRules(f);
-    const std::vector<std::string> rules = RuleLines(*f.Engine);
-    const std::filesystem::path files = f.Folder.Path() / "files";
+    // An archive without a rules database is refused and changes nothing.
+    const std::filesystem::path files = source.Folder.Path() / "files";
     std::filesystem::create_directory(files);
     std::ofstream(files / "note.txt") << "not rules";
     clsDbConnection other;
@@ -146,18 +139,17 @@ TEST(Housekeeping, AnArchiveWithoutARulesDatabaseIsRefusedAndChangesNothing) {
                           Case{"other database", "Rules.mdb", files / "other.sqlite"},
                           Case{"not an archive", "", files / "note.txt"}}) {
         SCOPED_TRACE(c.Name);
-        std::filesystem::path archive = c.File;
+        std::filesystem::path given = c.File;
         if (!c.Inside.empty()) {
-            archive = f.Folder.Path() / (c.Name + ".zip");
-            ASSERT_TRUE(clsZipArchive(archive).Write({{c.Inside, c.File}}).IsOk());
+            given = source.Folder.Path() / (c.Name + ".zip");
+            ASSERT_TRUE(clsZipArchive(given).Write({{c.Inside, c.File}}).IsOk());
         }
-        EXPECT_FALSE(f.Engine->ImportRulesFromFile(archive));
-        EXPECT_NE(
-            f.LogText().find("Message (Import Failed): Invalid import file:\n" + archive.string()),
-            std::string::npos);
-        EXPECT_EQ(RuleLines(*f.Engine), rules);
-        EXPECT_EQ(BlockedSenders(*f.Engine).size(), 2u);
-        EXPECT_TRUE(StoresOpen(*f.Engine));
+        EXPECT_FALSE(source.Engine->ImportRulesFromFile(given));
+        EXPECT_TRUE(Holds(source.LogText(),
+                          "Message (Import Failed): Invalid import file:\n" + given.string()));
+        EXPECT_EQ(RuleLines(*source.Engine), rules);
+        EXPECT_EQ(BlockedSenders(*source.Engine).size(), 2u);
+        EXPECT_TRUE(StoresOpen(*source.Engine));
         EXPECT_FALSE(std::filesystem::exists(ImportFolder()));
     }
 }
@@ -172,11 +164,10 @@ TEST(Housekeeping, VerifyRulesLogsEachFolderThatIsMissing) {
     f.AddRule(Rule("c@example.org", {{}}));
     EXPECT_EQ(f.Engine->VerifyRules(), 1);
     const std::string log = f.LogText();
-    EXPECT_NE(
-        log.find("Corvel->VerifyRule: Folder not found - \\\\Mailbox\\Inbox\\Gone (rule ID = " +
-                 std::to_string(gone) + ")"),
-        std::string::npos);
-    EXPECT_EQ(log.find("Folder not found - \\\\Mailbox\\Inbox\\Clients"), std::string::npos);
+    EXPECT_TRUE(
+        Holds(log, "Corvel->VerifyRule: Folder not found - \\\\Mailbox\\Inbox\\Gone (rule ID = " +
+                       std::to_string(gone) + ")"));
+    EXPECT_FALSE(Holds(log, "Folder not found - \\\\Mailbox\\Inbox\\Clients"));
     f.MakeFolder("Inbox/Gone");
     f.Engine->cvFolderCache()->BuildFolderCache();
     EXPECT_EQ(f.Engine->VerifyRules(), 0);
@@ -247,7 +238,7 @@ TEST(Housekeeping, AConversionLogsItsCountsAndKeepsARecordOfTheRows) {
           "   Corvel->ConvertRulesv1tov3: Converting rules to version 3\n",
           "   Corvel->ConvertJunkAddressesv1tov3: 1 junk senders imported to database\n",
           "   Corvel->ConvertRulesv1tov3: Rules converted successfully\n"}) {
-        EXPECT_NE(log.find(line), std::string::npos) << line;
+        EXPECT_TRUE(Holds(log, line)) << line;
     }
     EXPECT_EQ(RuleLines(*f.Engine).size(), 2u);  // the blank row is no rule
     EXPECT_EQ(ReadLines(f.DataFolder / "Converted Incoming Mail.csv"),

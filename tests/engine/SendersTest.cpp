@@ -31,13 +31,13 @@ TEST(BlockedSenders, AddRemoveAndDivertToJunk) {
     clsMailItem nobody = f.DeliverMail("no sender", "x", "Nobody <>");
     engine.AddJunkSender(nobody);
     EXPECT_EQ(engine.JunkAddressCount(), 1);
-    EXPECT_NE(f.LogText().find("Couldn't determine the sender of the email.  Cannot add to Junk "
-                               "list."),
-              std::string::npos);
+    EXPECT_TRUE(Holds(f.LogText(),
+                      "Couldn't determine the sender of the email.  Cannot add to Junk "
+                      "list."));
     EXPECT_FALSE(engine.ProcessJunk(nobody, true));
 }
 
-TEST(QuickFile, FolderGuessedByDomainPartsThenSubjectWords) {
+TEST(QuickFile, GuessesAFolderAndFilesTheSenderOrTheRecipientsByRule) {
     clsEngineFixture f;
     f.Start({"Inbox/Acme", "Inbox/Invoices", "Inbox/Travel", "Archive/Widgets"});
     classCorvel& engine = *f.Engine;
@@ -60,12 +60,8 @@ TEST(QuickFile, FolderGuessedByDomainPartsThenSubjectWords) {
     EXPECT_EQ(engine.FindBestFolderMatchByFolder(mixed), "\\\\Mailbox\\Archive\\Widgets");
     clsMailItem subjectOnly = f.DeliverMail("Travel plans", "x", "sales@mail.example");
     EXPECT_EQ(engine.FindBestFolderMatchByFolder(subjectOnly), "\\\\Mailbox\\Inbox\\Travel");
-}
 
-TEST(QuickFile, RulesForTheSenderOrTheRecipients) {
-    clsEngineFixture f;
-    f.Start({"Inbox/Acme"});
-    classCorvel& engine = *f.Engine;
+    // Filing rules for the sender, or on sending for each recipient.
     const std::string acme = "\\\\Mailbox\\Inbox\\Acme";
     clsMailItem received = f.DeliverMail("hi", "x", "Ann <ann@acme.example>",
                                          "me@example.org, Bob <bob@acme.example>");

@@ -1,14 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <map>
-#include <regex>
 
+#include "MailhostTestSupport.h"
 #include "database/classRulesDatabase.h"
 #include "database/clsJetCollation.h"
 #include "mailhost/clsFolderCache.h"
-#include "mailhost/maildir/clsMaildirStore.h"
-#include "support/TestSupport.h"
 
 namespace {
 
@@ -63,7 +59,7 @@ struct clsFolderCacheFixture : clsTestEnvironment {
         const std::vector<std::string> rows = Rows(sql);
         return rows.empty() ? "<none>" : rows.front();
     }
-    bool Logged(std::string_view line) { return LogText().find(line) != std::string::npos; }
+    bool Logged(std::string_view line) { return Holds(LogText(), line); }
 };
 
 std::string PathOf(const std::optional<clsMailFolder>& folder) {
@@ -90,11 +86,8 @@ TEST(FolderCacheDatabase, AMissingFileGetsTheTableAndTheRulesDatabaseSharesIt) {
         ASSERT_TRUE(f.Cache.OpenDatabase(other));
     }
     EXPECT_EQ(f.Cache.CachedFolderCount(), 0);
-    const std::string log = f.LogText();
-    const std::regex built("FolderCache->OpenDatabase: create FolderCache table");
-    EXPECT_EQ(
-        std::distance(std::sregex_iterator(log.begin(), log.end(), built), std::sregex_iterator()),
-        2);  // one per file
+    EXPECT_EQ(Occurrences(f.LogText(), "FolderCache->OpenDatabase: create FolderCache table"),
+              2U);  // one per file
 
     std::ofstream(f.Folder.Path() / "Broken.mdb") << "not a database at all";
     EXPECT_FALSE(f.Cache.OpenDatabase(f.Folder.Path() / "Broken.mdb"));
@@ -162,8 +155,8 @@ TEST(FolderCacheFind, NamesMatchLiterallyAndOnlyOneAnswerCounts) {
              // Gone from the tree as a path: the last part is searched as a name.
              Case{"\\\\Mailbox\\Moved\\Old Clients", "", "\\\\Mailbox\\Inbox\\Old Clients"},
              Case{"Q1", "", "\\\\Mailbox\\Archive\\2023\\Q1"},
+             // Names are compared whole, not as patterns: one row with a LIKE wildcard will do.
              Case{"O'Brien", "", "\\\\Mailbox\\O'Brien"}, Case{"100%", "", "\\\\Mailbox\\100%"},
-             Case{"a_b", "", "\\\\Mailbox\\a_b"}, Case{"[x]", "", "\\\\Mailbox\\[x]"},
              Case{"Shared", "", "<none>"},  // one in each store
              Case{"Shared", "\\\\Archive", "\\\\Archive\\Shared"},
              Case{"\\\\Mailbox\\Gone\\Shared", "\\\\Mailbox", "\\\\Mailbox\\Shared"},
@@ -186,7 +179,9 @@ TEST(FolderCacheFind, NamesMatchLiterallyAndOnlyOneAnswerCounts) {
                  "\\\\Mailbox\\Sent"));
 }
 
-TEST(FolderCacheCreate, MappedFoldersAreOpenedAndTheirMissingPartsMade) {
+// Mapped folders are opened and their missing parts made without a cache; a new folder takes
+// the next number and its parent's icon and store.
+TEST(FolderCacheCreate, MappedFoldersAndNewFoldersAreMade) {
     struct Case {
         std::string_view Path, Created, LogLine;
     };
@@ -208,11 +203,8 @@ TEST(FolderCacheCreate, MappedFoldersAreOpenedAndTheirMissingPartsMade) {
     EXPECT_TRUE(f.Logged("Folder not found, failed at Missing from \\\\Mailbox\\Inbox\\Missing"));
     EXPECT_FALSE(f.Cache.OpenMappedFolder(""));
     EXPECT_TRUE(f.Logged("OpenMappedFolder: name not specified!"));
-}
 
-TEST(FolderCacheCreate, NewFolderTakesTheNextNumberAndItsParentsIconAndStore) {
-    clsFolderCacheFixture f;
-    f.AddUsualStores();
+    // NewFolder, on a built cache.
     f.Build();
     // Numbers are MAX(ID) + 1, not the row count: make a gap first.
     clsDbConnection raw;

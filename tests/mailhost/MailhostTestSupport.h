@@ -1,6 +1,6 @@
 #pragma once
-// A Maildir store in a temporary folder, opened as a namespace, and helpers that write mail into
-// it the way another program would.
+// A Maildir store in a temporary folder, opened as a namespace, helpers that write mail into it
+// the way another program would, and text checks for logs, output and composed mail.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,6 +10,34 @@
 #include "mailhost/clsMailNamespace.h"
 #include "mailhost/maildir/clsMaildirStore.h"
 #include "support/TestSupport.h"
+
+// How often part occurs in text; whether it does.
+inline size_t Occurrences(std::string_view text, std::string_view part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+inline bool Holds(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+// Mail as composed for the wire, compared without its carriage returns.
+inline std::string WithoutCr(std::string text) {
+    std::erase(text, '\r');
+    return text;
+}
+// Whether every line ends in CRLF, the last one too, with no lone CR or LF anywhere.
+inline bool EveryLineEndsInCrlf(std::string_view bytes) {
+    for (size_t at = 0; at < bytes.size(); ++at) {
+        if ((bytes[at] == '\n' && (at == 0 || bytes[at - 1] != '\r')) ||
+            (bytes[at] == '\r' && (at + 1 == bytes.size() || bytes[at + 1] != '\n'))) {
+            return false;
+        }
+    }
+    return bytes.ends_with("\r\n");
+}
 
 inline std::string TestMessage(std::string_view subject, std::string_view body = "Hello.\n",
                                std::string_view from = "Ann Example <ann@example.org>") {

@@ -9,8 +9,7 @@ namespace {
 using namespace std::string_view_literals;
 
 struct CleanCase {
-    std::string_view Raw;
-    std::string_view Expected;
+    std::string_view Raw, Expected;
 };
 
 TEST(AddressReader, KeepsOnlyPlausibleAddresses) {

@@ -35,9 +35,7 @@ TEST(CharsetText, TellsValidUtf8) {
 }
 
 struct ConvertCase {
-    std::string_view Bytes;
-    std::string_view Charset;
-    std::string_view Expected;
+    std::string_view Bytes, Charset, Expected;
 };
 
 TEST(CharsetText, ConvertsToUtf8AndNeverFails) {

@@ -8,8 +8,7 @@
 namespace {
 
 struct HtmlCase {
-    std::string_view Html;
-    std::string_view Text;
+    std::string_view Html, Text;
 };
 
 // Lists, tables, runs of line breaks, &nbsp;, style, title and comments are also in the

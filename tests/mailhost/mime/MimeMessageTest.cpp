@@ -21,12 +21,7 @@ std::string MailFixture(std::string_view name) {
 }
 
 struct ReadCase {
-    std::string_view File;
-    std::string_view Subject;
-    std::string_view Body;
-    std::string_view SenderName;
-    std::string_view SenderAddress;
-    std::string_view TypeName = "MailItem";
+    std::string_view File, Subject, Body, SenderName, SenderAddress, TypeName = "MailItem";
 };
 
 TEST(MimeMessageRead, DecodesSubjectBodySenderAndType) {
@@ -115,9 +110,7 @@ TEST(MimeMessageRead, ListsToCcAndBccWithGroupsFlattened) {
 struct MalformedCase {
     std::string_view File;
     bool Ok;
-    std::string_view SubjectPart;  // the subject holds this ("" when it must be empty)
-    std::string_view Body;
-    std::string_view SenderAddress;
+    std::string_view SubjectPart, Body, SenderAddress;  // SubjectPart "": the subject is empty
 };
 
 // Hostile or broken mail reads as far as it can: no crash, no garbage in the fields.
@@ -173,8 +166,7 @@ std::string NestedMultiparts(int levels) {
 }
 
 struct HugeCase {
-    std::string Name;
-    std::string Raw;
+    std::string Name, Raw;
     bool Ok;
     std::size_t SubjectSize;
     std::string Body;
@@ -215,23 +207,22 @@ struct HeaderFieldsCase {
 };
 
 TEST(MimeMessageRead, TakesImportanceFromImportanceThenXPriority) {
+    using enum Importance;
     for (const HeaderFieldsCase& c : {
-             HeaderFieldsCase{"Subject: s\n", Importance::Normal, false},
-             HeaderFieldsCase{"Importance: High\n", Importance::High, false},
-             HeaderFieldsCase{"importance:  low \n", Importance::Low, false},
-             HeaderFieldsCase{"Importance: normal\nX-Priority: 1\n", Importance::Normal, false},
-             HeaderFieldsCase{"Importance: urgent\nX-Priority: 5\n", Importance::Low, false},
-             HeaderFieldsCase{"X-Priority: 1 (Highest)\n", Importance::High, false},
-             HeaderFieldsCase{"X-Priority: 2\n", Importance::High, false},
-             HeaderFieldsCase{"X-Priority: 3 (Normal)\n", Importance::Normal, false},
-             HeaderFieldsCase{"X-Priority: 4\n", Importance::Low, false},
-             HeaderFieldsCase{"X-Priority:\n 5 (Lowest)\n", Importance::Low, false},
-             HeaderFieldsCase{"X-Priority: high\n", Importance::Normal, false},
-             HeaderFieldsCase{"Disposition-Notification-To: a@example.com\n", Importance::Normal,
-                              true},
-             HeaderFieldsCase{"Return-Receipt-To: a@example.com\n", Importance::Normal, true},
-             HeaderFieldsCase{"X-Disposition-Notification-To: a@example.com\n", Importance::Normal,
-                              false},
+             HeaderFieldsCase{"Subject: s\n", Normal, false},
+             HeaderFieldsCase{"Importance: High\n", High, false},
+             HeaderFieldsCase{"importance:  low \n", Low, false},
+             HeaderFieldsCase{"Importance: normal\nX-Priority: 1\n", Normal, false},
+             HeaderFieldsCase{"Importance: urgent\nX-Priority: 5\n", Low, false},
+             HeaderFieldsCase{"X-Priority: 1 (Highest)\n", High, false},
+             HeaderFieldsCase{"X-Priority: 2\n", High, false},
+             HeaderFieldsCase{"X-Priority: 3 (Normal)\n", Normal, false},
+             HeaderFieldsCase{"X-Priority: 4\n", Low, false},
+             HeaderFieldsCase{"X-Priority:\n 5 (Lowest)\n", Low, false},
+             HeaderFieldsCase{"X-Priority: high\n", Normal, false},
+             HeaderFieldsCase{"Disposition-Notification-To: a@example.com\n", Normal, true},
+             HeaderFieldsCase{"Return-Receipt-To: a@example.com\n", Normal, true},
+             HeaderFieldsCase{"X-Disposition-Notification-To: a@example.com\n", Normal, false},
          }) {
         SCOPED_TRACE(c.Headers);
         const clsMimeMessage message =

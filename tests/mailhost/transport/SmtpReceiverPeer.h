@@ -1,8 +1,10 @@
 #pragma once
 // Test peers for the SMTP transport: a self-signed certificate for 127.0.0.1 made with openssl,
 // the aiosmtpd receiver of tests/peers/smtp_receiver.py run as a child process (killed when the
-// object goes), and a listening socket that never answers.
+// object goes) with the transport settings that reach it, and a listening socket that never
+// answers.
 
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -14,8 +16,10 @@
 #include <string>
 #include <vector>
 
+#include "mailhost/MailhostTestSupport.h"
+#include "mailhost/clsMailNamespace.h"
 #include "mailhost/transport/clsChildProcess.h"
-#include "support/TestSupport.h"
+#include "mailhost/transport/clsMailTransport.h"
 
 // A key and a certificate for IP 127.0.0.1 and DNS localhost, made once per test run.
 struct clsTestCertificate {
@@ -57,8 +61,11 @@ public:
 
     // The shell prints its own pid, which exec hands on to the receiver; the receiver then
     // prints its port.
-    explicit clsSmtpReceiverPeer(const clsOptions& options) {
+    explicit clsSmtpReceiverPeer(const clsOptions& options) : mOptions(options) {
         const clsTestCertificate& certificate = clsTestCertificate::Shared();
+        if (!certificate.Made) {
+            return;  // Port() says 0
+        }
         std::string command = "echo $$; exec /usr/bin/python3 " +
                               Quoted(CORVEL_FIXTURES "/../peers/smtp_receiver.py") + " --folder " +
                               Quoted(mFolder.Path()) + " --tls " + Quoted(options.Tls) +
@@ -88,10 +95,20 @@ public:
     clsSmtpReceiverPeer(const clsSmtpReceiverPeer&) = delete;
     clsSmtpReceiverPeer& operator=(const clsSmtpReceiverPeer&) = delete;
 
-    // 0 when the receiver did not start.
+    // 0 when the receiver, or the certificate it needs, did not start.
     int Port() const { return mPort; }
     std::string Url(const std::string& scheme) const {
         return scheme + "://127.0.0.1:" + std::to_string(mPort);
+    }
+    // Settings that reach this receiver: its user and password, its certificate trusted, TLS
+    // required unless it offers none.
+    clsTransportSettings Settings(const std::string& scheme = "smtp") const {
+        return {Url(scheme),
+                mOptions.User,
+                "printf '%s\\n' " + Quoted(mOptions.Password),
+                mOptions.Tls != "none",
+                clsTestCertificate::Shared().Certificate.string(),
+                std::chrono::seconds(10)};
     }
 
     // The messages received so far, in arrival order.
@@ -112,11 +129,20 @@ private:
         return "'" + text.string() + "'";
     }
 
+    clsOptions mOptions;
     clsTempFolder mFolder;
     FILE* mOutput = nullptr;
     pid_t mPid = 0;
     int mPort = 0;
 };
+
+// Sends the namespace's mail from me@example.org with settings.
+inline void SendThrough(clsMailNamespace& mapi, const clsTransportSettings& settings) {
+    clsStatus status = clsStatus::Ok();
+    auto transport = MakeMailTransport(settings, status);
+    ASSERT_TRUE(transport) << status.Description();
+    mapi.SetTransport(std::move(transport), {"Me", "me@example.org", RecipientKind::To});
+}
 
 // A server that takes connections (the kernel completes them) and never says a word.
 class clsSilentServer {
