@@ -260,3 +260,14 @@ clsStatus clsTextDriverImport::InsertRows(sqlite3* db, long& recordsAffected) co
     }
     return status;
 }
+
+std::string clsTextDriverImport::ImportStatement(std::string_view table,
+                                                 const std::filesystem::path& folder,
+                                                 std::string_view fileName) {
+    std::string folderText = folder.string();  // the driver wants no trailing separator
+    while (folderText.size() > 1 && folderText.back() == '/') {
+        folderText.pop_back();
+    }
+    return "INSERT INTO [" + std::string(table) + "] SELECT * FROM [Text;Database=" + folderText +
+           ";HDR=YES].[" + std::string(fileName) + "]";
+}

@@ -27,6 +27,9 @@ struct sqlite3;
 
 class clsTextDriverImport {
 public:
+    // The Jet text that imports folder/fileName into table (the form Recognise reads).
+    static std::string ImportStatement(std::string_view table, const std::filesystem::path& folder,
+                                       std::string_view fileName);
     // The import that jetSql asks for; nothing when the text has another form.
     static std::optional<clsTextDriverImport> Recognise(std::string_view jetSql);
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "database/classRulesDatabase.h"
+#include "database/clsTextDriverImport.h"
 #include "foundation/CommonHelpers.h"
 #include "foundation/clsRegExp.h"
 
@@ -58,15 +59,6 @@ std::string FileCell(std::string_view token) {
     return cell + "\"";
 }
 
-// The text driver wants the folder without its trailing separator.
-std::string FolderText(const std::filesystem::path& folder) {
-    std::string text = folder.string();
-    while (text.size() > 1 && text.back() == '/') {
-        text.pop_back();
-    }
-    return text;
-}
-
 std::optional<std::int64_t> WholeNumber(std::string_view text) {
     std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -77,18 +69,6 @@ std::optional<std::int64_t> WholeNumber(std::string_view text) {
 }
 
 }  // namespace
-
-std::size_t clsCorpus::clsNoCaseHash::operator()(std::string_view text) const {
-    std::uint64_t hash = 14695981039346656037ull;  // FNV-1a over the lower-cased bytes
-    for (char c : text) {
-        hash = (hash ^ static_cast<unsigned char>(LowerAscii(c))) * 1099511628211ull;
-    }
-    return static_cast<std::size_t>(hash);
-}
-
-bool clsCorpus::clsNoCaseEqual::operator()(std::string_view a, std::string_view b) const {
-    return EqualNoCase(a, b);
-}
 
 clsCorpus::clsCorpus(std::string name, clsLogFile& log) : mName(std::move(name)), mLog(log) {}
 
@@ -104,14 +84,10 @@ void clsCorpus::Merge(std::string_view token, std::int64_t count) {
     if (token.empty()) {
         return;
     }
-    const auto found = mCounts.find(token);
-    if (found != mCounts.end()) {
-        found->second = Saturated(std::int64_t{found->second} + count);
-        return;
-    }
-    std::string key(token);
-    std::transform(key.begin(), key.end(), key.begin(), LowerAscii);
-    mCounts.emplace(std::move(key), Saturated(count));
+    mKey.assign(token);
+    std::transform(mKey.begin(), mKey.end(), mKey.begin(), LowerAscii);
+    std::int32_t& held = mCounts.Add(mKey);
+    held = Saturated(std::int64_t{held} + count);
 }
 
 void clsCorpus::AddToken(std::string_view token) {
@@ -163,20 +139,19 @@ bool clsCorpus::ProcessFile(const std::filesystem::path& file) {
 }
 
 std::int32_t clsCorpus::Count(std::string_view token) const {
-    const auto found = mCounts.find(token);
-    return found == mCounts.end() ? 0 : found->second;
+    const std::int32_t* held = mCounts.Find(AsciiLower(token));
+    return held ? *held : 0;
 }
 
 bool clsCorpus::LoadCorpusDB(classRulesDatabase& db) {
     try {
-        mCounts.clear();
+        mCounts.Clear();
         mCorpusVersion = 0;
         const std::unique_ptr<clsRecordset> rs = db.GetRS("SELECT * FROM " + mName);
         if (!rs) {
             Fail("LoadCorpusDB", clsStatus::Error(Code::NotFound, "cannot read table " + mName));
             return false;
         }
-        mCounts.reserve(static_cast<std::size_t>(rs->RecordCount()));
         for (; !rs->Eof(); rs->MoveNext()) {
             Merge(rs->Field("Token").AsText(), rs->Field("Count").AsLong());
         }
@@ -189,18 +164,15 @@ bool clsCorpus::LoadCorpusDB(classRulesDatabase& db) {
 
 bool clsCorpus::SaveAsCorpusDB(const std::filesystem::path& file) {
     try {
-        std::vector<const clsCounts::value_type*> sorted;
-        sorted.reserve(mCounts.size());
-        for (const auto& entry : mCounts) {
-            sorted.push_back(&entry);
-        }
-        std::sort(sorted.begin(), sorted.end(),
-                  [](const auto* a, const auto* b) { return a->first < b->first; });
+        std::vector<std::pair<std::string_view, std::int32_t>> sorted;
+        sorted.reserve(mCounts.Size());
+        mCounts.ForEach(
+            [&](std::string_view token, std::int32_t count) { sorted.emplace_back(token, count); });
+        std::sort(sorted.begin(), sorted.end());
         std::string text(kFileHeading);
         text.append(kVersionToken).append(", " + std::to_string(mCorpusVersion) + "\r\n");
-        for (const auto* entry : sorted) {
-            text.append(FileCell(entry->first))
-                .append(", " + std::to_string(entry->second) + "\r\n");
+        for (const auto& [token, count] : sorted) {
+            text.append(FileCell(token)).append(", " + std::to_string(count) + "\r\n");
         }
         std::ofstream out(file, std::ios::binary | std::ios::trunc);
         if (!out.write(text.data(), static_cast<std::streamsize>(text.size())).flush()) {
@@ -224,11 +196,10 @@ bool clsCorpus::SaveCorpusDB(classRulesDatabase& db, const std::filesystem::path
         // One transaction, so a failed insert cannot leave the table emptied by the delete.
         long affected = 0;
         const bool began = db.RunCommand("BEGIN TRANSACTION", affected);
-        bool saved = db.RunCommand("DELETE FROM " + mName, affected) &&
-                     db.RunCommand("INSERT INTO [" + mName +
-                                       "] SELECT * FROM [Text;Database=" + FolderText(dataFolder) +
-                                       ";HDR=YES].[" + std::string(fileName) + "]",
-                                   affected);
+        bool saved =
+            db.RunCommand("DELETE FROM " + mName, affected) &&
+            db.RunCommand(clsTextDriverImport::ImportStatement(mName, dataFolder, fileName),
+                          affected);
         if (began && saved) {
             saved = db.RunCommand("COMMIT TRANSACTION", affected);
         }
@@ -252,7 +223,7 @@ bool clsCorpus::LoadCorpus(const std::filesystem::path& file) {
             Fail("LoadCorpus", clsStatus::Error(Code::NotFound, "cannot open " + file.string()));
             return false;
         }
-        mCounts.clear();
+        mCounts.Clear();
         mCorpusVersion = 0;
         for (std::string line; std::getline(in, line);) {
             const std::string_view text = Trimmed(line, " \t\r");

@@ -17,9 +17,9 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "foundation/clsLogFile.h"
+#include "spam/clsFlatTable.h"
 
 class classRulesDatabase;
 
@@ -39,12 +39,12 @@ public:
     void ProcessData(std::string_view text);
     // Counts every token of a text file; false when it cannot be read.
     bool ProcessFile(const std::filesystem::path& file);
-    void ClearDictionary() { mCounts.clear(); }
+    void ClearDictionary() { mCounts.Clear(); }
 
     // How often token was seen, any case; 0 when never.
     std::int32_t Count(std::string_view token) const;
     // Distinct tokens held (the version is none).
-    std::size_t TokenCount() const { return mCounts.size(); }
+    std::size_t TokenCount() const { return mCounts.Size(); }
     std::int32_t CorpusVersion() const { return mCorpusVersion; }
     void SetCorpusVersion(std::int32_t version) { mCorpusVersion = version; }
 
@@ -63,29 +63,17 @@ public:
     // Calls f(std::string_view token, std::int32_t count) for every token, in no set order.
     template <class F>
     void ForEachToken(F f) const {
-        for (const auto& [token, count] : mCounts) {
-            f(std::string_view(token), count);
-        }
+        mCounts.ForEach(f);
     }
 
 private:
-    // ASCII case-blind hashing and comparison that take views, so a lookup never allocates.
-    struct clsNoCaseHash {
-        using is_transparent = void;
-        std::size_t operator()(std::string_view text) const;
-    };
-    struct clsNoCaseEqual {
-        using is_transparent = void;
-        bool operator()(std::string_view a, std::string_view b) const;
-    };
-    using clsCounts = std::unordered_map<std::string, std::int32_t, clsNoCaseHash, clsNoCaseEqual>;
-
     // Adds count to token's entry (saturating), or sets the version for the version row.
     void Merge(std::string_view token, std::int64_t count);
     void Fail(std::string_view member, const clsStatus& status) const;
 
     std::string mName;
     clsLogFile& mLog;
-    clsCounts mCounts;
+    clsFlatTable<std::int32_t> mCounts;  // keys lower-cased
+    std::string mKey;                    // Merge's lower-cased key, kept to save allocations
     std::int32_t mCorpusVersion = 0;
 };

@@ -98,7 +98,7 @@ bool clsSpamFilter::EnsureLoaded(bool headersToo) {
     return true;
 }
 
-clsTokenTable& clsSpamFilter::TableOf(bool useHeaders) {
+clsSpamFilter::clsTokenTable& clsSpamFilter::TableOf(bool useHeaders) {
     EnsureLoaded(useHeaders);
     clsTokenTable& table = mTables[useHeaders];
     if (!mTablesCurrent[useHeaders]) {

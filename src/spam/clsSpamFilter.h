@@ -23,7 +23,7 @@
 #include "mailhost/clsMailItem.h"
 #include "spam/clsBlockLists.h"
 #include "spam/clsCorpus.h"
-#include "spam/clsTokenTable.h"
+#include "spam/clsFlatTable.h"
 
 struct clsSpamHeaderRule {
     std::string Header;
@@ -122,6 +122,16 @@ private:
     };
 
     static std::string HeaderBlockOf(const clsMailItem& item);
+    // Both body (or header) corpora's counts of a token side by side, so judging a token costs
+    // one lookup; SeenIn numbers the last text the token was found in, so that a text counts
+    // each token once.
+    struct clsTokenCounts {
+        std::int32_t Good = 0;
+        std::int32_t Bad = 0;
+        std::uint32_t SeenIn = 0;
+    };
+    using clsTokenTable = clsFlatTable<clsTokenCounts>;
+
     // The lower-cased table of the body (or header) corpora, made again after training.
     clsTokenTable& TableOf(bool useHeaders);
     double ProbabilityOf(const clsTokenCounts& counts);

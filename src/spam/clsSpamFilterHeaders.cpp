@@ -3,6 +3,7 @@
 #include <fstream>
 #include <set>
 
+#include "database/clsTextDriverImport.h"
 #include "foundation/CommonHelpers.h"
 #include "spam/ClassMailHeaderReader.h"
 #include "spam/clsSpamFilter.h"
@@ -113,15 +114,10 @@ bool clsSpamFilter::SaveSpamHeaders() {
             }
         }
         long affected = 0;
-        std::string folder = mDataFolder.string();
-        while (folder.size() > 1 && folder.back() == '/') {
-            folder.pop_back();
-        }
         return mDatabase.RunCommand("DELETE FROM [Spam Headers];", affected) &&
-               mDatabase.RunCommand(
-                   "INSERT INTO [Spam Headers] SELECT * FROM [Text;Database=" + folder +
-                       ";HDR=YES].[" + std::string(kHeaderRulesFile) + "]",
-                   affected);
+               mDatabase.RunCommand(clsTextDriverImport::ImportStatement(
+                                        "Spam Headers", mDataFolder, kHeaderRulesFile),
+                                    affected);
     } catch (const std::exception& error) {
         Fail("SaveSpamHeaders", error);
         return false;

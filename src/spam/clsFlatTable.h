@@ -1,0 +1,93 @@
+#pragma once
+// clsFlatTable: token text -> Value, as one flat open-addressing table with linear probing. The
+// spam filter looks up every token of every message and training adds them, so a lookup must
+// cost about one cache line rather than the chain of nodes of a standard map. Keys compare
+// exactly; callers that want case folded give lower-case keys.
+// Owned by its user; one thread. Never throws but for allocation failure.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+template <class Value>
+class clsFlatTable {
+public:
+    void Clear() {
+        mSlots.clear();
+        mSize = 0;
+    }
+    std::size_t Size() const { return mSize; }
+
+    // The entry of key, made (value-initialised) when missing.
+    Value& Add(std::string_view key) {
+        if ((mSize + 1) * 2 > mSlots.size()) {  // at most half full keeps the probes short
+            Grow();
+        }
+        const std::uint64_t hash = HashOf(key);
+        clsSlot& slot = mSlots[SlotOf(key, hash)];
+        if (slot.Hash == 0) {
+            slot.Hash = hash;
+            slot.Key = key;
+            ++mSize;
+        }
+        return slot.Data;
+    }
+    // Nothing when key is not in the table.
+    Value* Find(std::string_view key) {
+        return const_cast<Value*>(static_cast<const clsFlatTable*>(this)->Find(key));
+    }
+    const Value* Find(std::string_view key) const {
+        if (mSize == 0) {
+            return nullptr;
+        }
+        const clsSlot& slot = mSlots[SlotOf(key, HashOf(key))];
+        return slot.Hash != 0 ? &slot.Data : nullptr;
+    }
+    // Calls f(std::string_view key, const Value&) for every entry, in no set order.
+    template <class F>
+    void ForEach(F f) const {
+        for (const clsSlot& slot : mSlots) {
+            if (slot.Hash != 0) {
+                f(std::string_view(slot.Key), slot.Data);
+            }
+        }
+    }
+
+private:
+    struct clsSlot {
+        std::uint64_t Hash = 0;  // 0: empty
+        std::string Key;
+        Value Data{};
+    };
+
+    static std::uint64_t HashOf(std::string_view key) {
+        std::uint64_t hash = 14695981039346656037ull;  // FNV-1a
+        for (char c : key) {
+            hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+        }
+        return hash | 1;  // never 0, which marks an empty slot
+    }
+    // The slot holding key, or the empty slot where it would go.
+    std::size_t SlotOf(std::string_view key, std::uint64_t hash) const {
+        const std::size_t mask = mSlots.size() - 1;
+        std::size_t index = static_cast<std::size_t>(hash) & mask;
+        while (mSlots[index].Hash != 0 &&
+               (mSlots[index].Hash != hash || mSlots[index].Key != key)) {
+            index = (index + 1) & mask;
+        }
+        return index;
+    }
+    void Grow() {
+        std::vector<clsSlot> old = std::move(mSlots);
+        mSlots = std::vector<clsSlot>(old.empty() ? 1024 : old.size() * 2);
+        for (clsSlot& slot : old) {
+            if (slot.Hash != 0) {
+                mSlots[SlotOf(slot.Key, slot.Hash)] = std::move(slot);
+            }
+        }
+    }
+
+    std::vector<clsSlot> mSlots;
+    std::size_t mSize = 0;
+};
