@@ -23,24 +23,6 @@ bool SameHeading(std::string_view a, std::string_view b) {
     });
 }
 
-clsStatus ReadText(const std::filesystem::path& file, std::string& text) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error)) {
-        return clsStatus::Error(Code::NotFound, file.string() + " not found");
-    }
-    if (std::filesystem::file_size(file, error) > clsCsvTable::kMaxFileSize || error) {
-        return clsStatus::Error(Code::Corrupt, file.string() + " is too large to be a table");
-    }
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream contents;
-    contents << in.rdbuf();
-    if (!in) {
-        return clsStatus::Error(Code::Io, "cannot read " + file.string());
-    }
-    text = contents.str();
-    return clsStatus::Ok();
-}
-
 // The record being read: its fields so far and whether its line held anything at all.
 struct RecordBuilder {
     std::vector<std::string> Fields;
@@ -101,6 +83,27 @@ bool clsCsvTable::Parse(std::string_view text, std::vector<std::vector<std::stri
     return !inQuotes;
 }
 
+clsStatus clsCsvTable::ReadText(const std::filesystem::path& file, std::string& text) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(file, error)) {
+        return clsStatus::Error(Code::NotFound, file.string() + " not found");
+    }
+    if (std::filesystem::file_size(file, error) > kMaxFileSize || error) {
+        return clsStatus::Error(Code::Corrupt, file.string() + " is too large to be a table");
+    }
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream contents;
+    contents << in.rdbuf();
+    if (!in) {
+        return clsStatus::Error(Code::Io, "cannot read " + file.string());
+    }
+    text = contents.str();
+    if (std::string_view(text).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+        text.erase(0, kByteOrderMark.size());
+    }
+    return clsStatus::Ok();
+}
+
 clsStatus clsCsvTable::Open(const std::filesystem::path& file) {
     mHeadings.clear();
     mRows.clear();
@@ -110,11 +113,7 @@ clsStatus clsCsvTable::Open(const std::filesystem::path& file) {
         if (clsStatus status = ReadText(file, text); !status.IsOk()) {
             return mLastError = status;
         }
-        std::string_view body = text;
-        if (body.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-            body.remove_prefix(kByteOrderMark.size());
-        }
-        const bool complete = Parse(body, mRows);
+        const bool complete = Parse(text, mRows);
         if (!mRows.empty()) {
             mHeadings = std::move(mRows.front());
             mRows.erase(mRows.begin());

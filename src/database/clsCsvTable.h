@@ -36,6 +36,8 @@ public:
     const std::vector<std::string>& Headings() const { return mHeadings; }
     const clsStatus& LastError() const { return mLastError; }
 
+    // A table file whole, without its byte order mark; NotFound, Corrupt (too large) or Io.
+    static clsStatus ReadText(const std::filesystem::path& file, std::string& text);
     // The records of text; false when it ends inside a quoted field.
     static bool Parse(std::string_view text, std::vector<std::vector<std::string>>& records);
 

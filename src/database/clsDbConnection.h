@@ -4,7 +4,8 @@
 // literals, [bracketed names], SELECT @@identity, Jet LIKE with [...] classes, LEFT()); it goes
 // through clsJetTranslator and exactly one statement runs per call: a text holding a second
 // statement is refused. On each connection LIKE is Jet's (case-insensitive, * % ? _ # [a-z] [!x])
-// and NOCASE folds case beyond ASCII, so the same SQL gives Jet's answers.
+// and NOCASE folds case beyond ASCII, so the same SQL gives Jet's answers. The text driver's
+// bulk insert ("INSERT INTO [t] SELECT * FROM [Text;...].[file]") is run by clsTextDriverImport.
 //
 // Owned by classRulesDatabase (and the folder cache); event-loop thread only.
 // Failure: Code::Database with SQLite's extended error code as number and its message as

@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <exception>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <vector>
 
 #include "database/clsCsvTable.h"
@@ -19,7 +17,6 @@ namespace {
 using Code = clsStatus::Code;
 using Cells = std::vector<std::string>;
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t\r";
 
 struct StatementCloser {
@@ -76,27 +73,6 @@ Cells TableColumns(sqlite3* db, const std::string& table) {
         }
     }
     return columns;
-}
-
-clsStatus ReadText(const std::filesystem::path& file, std::string& text) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error)) {
-        return clsStatus::Error(Code::NotFound, file.string() + " not found");
-    }
-    if (std::filesystem::file_size(file, error) > clsCsvTable::kMaxFileSize || error) {
-        return clsStatus::Error(Code::Corrupt, file.string() + " is too large to import");
-    }
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream contents;
-    contents << in.rdbuf();
-    if (!in) {
-        return clsStatus::Error(Code::Io, "cannot read " + file.string());
-    }
-    text = contents.str();
-    if (std::string_view(text).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-        text.erase(0, kByteOrderMark.size());
-    }
-    return clsStatus::Ok();
 }
 
 // One cell from pos, left at the comma or line end that follows it. False when the text ends
@@ -236,7 +212,7 @@ clsStatus clsTextDriverImport::InsertRows(sqlite3* db, long& recordsAffected) co
         return clsStatus::Error(Code::NotFound, "no table " + mTable);
     }
     std::string text;
-    if (clsStatus read = ReadText(mFolder / mFileName, text); !read.IsOk()) {
+    if (clsStatus read = clsCsvTable::ReadText(mFolder / mFileName, text); !read.IsOk()) {
         return read;
     }
     std::size_t pos = 0;

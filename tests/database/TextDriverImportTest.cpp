@@ -140,17 +140,3 @@ TEST_F(TextDriverImportTest, AFailedImportInsideATransactionUndoesOnlyItself) {
     ASSERT_TRUE(mDb.ExecuteNative("COMMIT").IsOk());
     EXPECT_EQ(Read("SELECT Header FROM [Spam Headers]"), (Rows{"X-Before", "X-Imported"}));
 }
-
-TEST_F(TextDriverImportTest, TextsOfAnotherFormAreOrdinaryStatements) {
-    WriteFile("h.csv", "Header\r\nX-A\r\n");
-    long affected = 0;
-    // Not the text driver's form: the translator passes it on and SQLite finds no such table.
-    const clsStatus status = mDb.Execute(
-        "INSERT INTO [Spam Headers] SELECT * FROM [Text;Database=" + mFolder.Path().string() +
-            ";HDR=NO].[h.csv]",
-        affected);
-    EXPECT_EQ(status.GetCode(), Code::Database);
-    EXPECT_TRUE(mDb.Execute("INSERT INTO [Spam Headers] SELECT \"X-B\", \"2\"", affected).IsOk());
-    EXPECT_EQ(affected, 1);
-    EXPECT_EQ(Read("SELECT Header FROM [Spam Headers]"), Rows{"X-B"});
-}
