@@ -11,10 +11,11 @@ constexpr const char* kDescription =
 
 void AddCommands(CLI::App& app, clsCommandAction& selected) {
     using AddCommand = void (*)(CLI::App&, clsCommandAction&);
-    for (AddCommand add : {AddRulesCommand, AddOptionsCommand, AddGroupsCommand, AddDbCommand,
-                           AddRegistryCommand, AddProfileCommand, AddFoldersCommand,
-                           AddItemsCommand, AddShowCommand, AddTemplatesCommand, AddProcessCommand,
-                           AddBlockedCommand, AddStatsCommand, AddQuickFileCommand, AddSpamCommand}) {
+    for (AddCommand add :
+         {AddRulesCommand, AddOptionsCommand, AddGroupsCommand, AddDbCommand, AddRegistryCommand,
+          AddProfileCommand, AddFoldersCommand, AddItemsCommand, AddShowCommand,
+          AddTemplatesCommand, AddProcessCommand, AddBlockedCommand, AddStatsCommand,
+          AddQuickFileCommand, AddSpamCommand}) {
         add(app, selected);
     }
 }
