@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdint>
 
+#include "foundation/CommonHelpers.h"
 #include "foundation/clsUtf8.h"
 
 namespace {
@@ -18,16 +19,6 @@ constexpr std::array<char16_t, 32> kWindows1252High = {
     0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
-
-std::string LowerAscii(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return lower;
-}
 
 bool IsUndeclared(const std::string& charset) {
     return charset.empty() || charset == "us-ascii" || charset == "ascii" || charset == "utf-8" ||
@@ -59,7 +50,7 @@ std::string clsCharsetText::UndeclaredToUtf8(std::string_view bytes) {
 }
 
 std::string clsCharsetText::ToUtf8(std::string_view bytes, std::string_view charset) {
-    const std::string name = LowerAscii(charset);
+    const std::string name = AsciiLower(charset);
     if (IsUndeclared(name)) {
         return UndeclaredToUtf8(bytes);
     }
