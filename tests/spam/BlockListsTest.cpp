@@ -83,10 +83,10 @@ protected:
         if (!std::filesystem::exists("/usr/sbin/dnsmasq")) {
             GTEST_SKIP() << "needs dnsmasq (scripts/install-deps.sh installs it)";
         }
-        ASSERT_EQ(std::system((kDnsmasq + "start " + mState + " " + mPort).c_str()), 0)
+        ASSERT_EQ(std::system((kDnsmasq + "start '" + mState + "' " + mPort).c_str()), 0)
             << "see " << mState << "/dnsmasq.err";
     }
-    void TearDown() override { std::system((kDnsmasq + "stop " + mState).c_str()); }
+    void TearDown() override { std::system((kDnsmasq + "stop '" + mState + "'").c_str()); }
 
     clsBlockLists Lists(clsLogFile& log, std::string uriZone = "uri.test") {
         return clsBlockLists(log,
@@ -153,6 +153,7 @@ TEST_F(BlockListsAgainstDnsmasq, ListedDomainsAndAddressesAreFoundWithTheirCodes
          {Case{false, "www.spam-domain.com", "127.0.0.2", "spam-domain.com", "2", 1},
           Case{false, "mail.clean-domain.org", "", "", "", 1},
           Case{false, "www.refusing.com", "127.255.255.254", "", "", 1},
+          Case{false, "www.hijacked.com", "", "", "", 1},  // an address outside 127/8
           Case{false, "www..spam-domain.com", "", "", "", 0},
           Case{true, "127.0.0.2", "127.0.0.10", "127.0.0.2", "10", 1},
           Case{true, "127.0.0.3", "", "", "", 1}, Case{true, "300.0.0.2", "", "", "", 0},
@@ -249,10 +250,8 @@ TEST(DnsClient, AFailedLookupCostsTheTimeOutAtMost) {
     const clsUdpSocket silent;  // bound, never read
     // The others are no usable server and fail at once: none in the missing resolv.conf, a host
     // name (which would need DNS itself), ports out of range or not numbers.
-    for (const std::string& server :
-         {silent.Server(), std::string(), std::string("dns.example.com"),
-          std::string("127.0.0.1#0"), std::string("127.0.0.1#65536"),
-          std::string("127.0.0.1#5x")}) {
+    for (const std::string& server : std::vector<std::string>{
+             silent.Server(), "", "localhost", "127.0.0.1#0", "127.0.0.1#65536", "127.0.0.1#5x"}) {
         SCOPED_TRACE(server);
         const bool isSilent = server == silent.Server();
         clsTestEnvironment environment;
