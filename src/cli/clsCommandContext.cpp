@@ -133,7 +133,8 @@ bool clsCommandContext::OpenEngine() {
                        .DefaultDataFolder = DefaultDataFolder(),
                        .FixedDataFolder = mDataFolderGiven ? mDataFolder : std::filesystem::path(),
                        .AutoReplies = MakeAutoReplyFactory(),
-                       .SpamFilters = MakeSpamFilterFactory()};
+                       .SpamFilters = MakeSpamFilterFactory(),
+                       .Intake = {}};
     auto engine = std::make_unique<classCorvel>(std::move(host));
     engine->SetLogFile(*mLog);
     if (!engine->InitialiseEngine() || !engine->RulesDatabase().IsOpen()) {

@@ -64,6 +64,8 @@ bool classCorvel::InitialiseEngine() {
         if (mHost.AutoReplies && Mapi()) {
             mAutoReply = mHost.AutoReplies(*Mapi(), *mLog);
         }
+        step = "intake";
+        StartIntake();
         return true;
     } catch (const std::exception& error) {
         mLog->AddErrorLog(prefix + step, error);
@@ -168,6 +170,28 @@ void classCorvel::InitialiseFolderCache() {
     }
 }
 
+// The analyser, queue and folder monitor work on the open database and folder cache, so they are
+// made after them and let go before them.
+void classCorvel::StartIntake() {
+    if (!mHost.Intake) {
+        return;
+    }
+    const std::string prefix = "Corvel->InitialiseEngine: ";
+    mLog->AddLog(prefix + "Initialise message analyser");
+    mIntake = mHost.Intake(*this);
+    mLog->AddLog(prefix + "initialising watched folders");
+    if (mIntake) {
+        mIntake->LoadState(kMonitoredFoldersSection);
+    }
+}
+
+void classCorvel::StopIntake() {
+    if (mIntake) {
+        mIntake->SaveState(kMonitoredFoldersSection);
+        mIntake.reset();
+    }
+}
+
 void classCorvel::StopSpamFilter() {
     if (mSpamFilter) {
         mSpamFilter->Close();
@@ -198,6 +222,7 @@ bool classCorvel::ChangeRulesLocation(const std::filesystem::path& folder) {
     try {
         std::error_code error;  // a folder named on the command line may not exist yet
         std::filesystem::create_directories(folder, error);
+        StopIntake();
         StopSpamFilter();
         CloseStores();
         mDataFolder = folder;
@@ -206,6 +231,7 @@ bool classCorvel::ChangeRulesLocation(const std::filesystem::path& folder) {
         StartSpamFilter();
         ReadSettings();
         ReadRules();
+        StartIntake();
         if (opened) {
             mHost.Ui.ShowMessage("Data files location has been changed.", "Success",
                                  MessageButtons::Ok, MessageIcon::Information, MessageAnswer::Ok);
@@ -222,6 +248,7 @@ void classCorvel::Quit() {
         return;
     }
     mRunning = false;
+    StopIntake();
     mAutoReply.reset();
     StopSpamFilter();
     if (mFolderCache) {

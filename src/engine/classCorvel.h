@@ -20,6 +20,7 @@
 #include "database/classRulesDatabase.h"
 #include "database/clsRuleRecord.h"
 #include "engine/clsAutoReplySender.h"
+#include "engine/clsIntakeServices.h"
 #include "engine/clsRecipientSet.h"
 #include "engine/clsSpamEngine.h"
 #include "engine/clsStatistics.h"
@@ -41,6 +42,7 @@ struct clsEngineHost {
     std::filesystem::path FixedDataFolder;
     clsAutoReplyFactory AutoReplies;
     clsSpamEngineFactory SpamFilters;
+    clsIntakeFactory Intake;
 };
 
 class classCorvel {
@@ -49,6 +51,7 @@ public:
     static constexpr std::string_view kProcessedMarker = "RRCV";
     static constexpr std::string_view kCreatedMarker = "RRCreated";
     static constexpr std::string_view kRuleFailedSubject = "Rule failed ";
+    static constexpr std::string_view kMonitoredFoldersSection = "Monitored Folders";
 
     explicit classCorvel(clsEngineHost host);
     ~classCorvel();
@@ -89,6 +92,10 @@ public:
     clsAutoReplySender* AutoReply() { return mAutoReply.get(); }
     // Nothing when the owner gave no way to make one.
     clsSpamEngine* SpamFilter() { return mSpamFilter.get(); }
+    // The mail intake (analyser, queue, folder monitor); nothing when the owner gave no factory.
+    clsIntakeServices* Intake() { return mIntake.get(); }
+    clsMailApplication* Application() { return mHost.Application; }
+    clsUserInterface& Ui() { return mHost.Ui; }
     const std::filesystem::path& RulesLocation() const { return mDataFolder; }
     std::int32_t EmailsProcessed() const { return mEmailsProcessed; }
     std::int32_t RulesProcessed() const { return mRulesProcessed; }
@@ -163,6 +170,8 @@ private:
     clsAntispamSettings ReadAntispamSettings();
     void StartSpamFilter();
     void StopSpamFilter();
+    void StartIntake();
+    void StopIntake();
     void InitialiseFolderCache();
     std::filesystem::path ChooseDataFolder();
     void SetIncoming(bool incoming) { mIncoming = incoming; }
@@ -196,6 +205,7 @@ private:
     std::unique_ptr<clsFolderCache> mFolderCache;
     std::unique_ptr<clsAutoReplySender> mAutoReply;
     std::unique_ptr<clsSpamEngine> mSpamFilter;
+    std::unique_ptr<clsIntakeServices> mIntake;
     clsStatistics mStatistics;
     std::filesystem::path mDataFolder;
     bool mRunning = false;

@@ -35,6 +35,10 @@ public:
     virtual void ApplySettings(const clsAntispamSettings& settings) = 0;
     // The probability (0 to 1) that item is junk; debugText, when given, gets the reasoning.
     virtual double MessageSpamProbability(const clsMailItem& item, std::string* debugText) = 0;
+    // Trains the filter with item as junk (the queue's junk rule); false when it was not read.
+    virtual bool AddBadMessage(clsMailItem& item) = 0;
+    // Whether doubtful mail goes to the junk-suspects folder.
+    virtual bool UseJunkSuspectsFolder() const = 0;
     // Saves the corpora when training changed them.
     virtual void Close() = 0;
 };

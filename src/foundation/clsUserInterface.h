@@ -20,6 +20,8 @@ public:
         ShowStatus(std::string(caption) + ": " + std::to_string(done) + " of " +
                    std::to_string(total));
     }
+    // Whether the user asked a long piece of work (a pass over whole folders) to stop.
+    virtual bool CancelRequested() { return false; }
     // A message box; returns the answer, or defaultAnswer when nobody can answer.
     virtual MessageAnswer ShowMessage(std::string_view text, std::string_view title,
                                       MessageButtons buttons, MessageIcon icon,

@@ -43,6 +43,11 @@ public:
     // How new items leave: a transport, or none for the Outbox. From is the sender written on them.
     void SetTransport(std::unique_ptr<clsMailTransport> transport, clsMailAddress from);
     const clsMailAddress& SenderAddress() const { return mFrom; }
+    // The user's own addresses (the profile's), which tell sent mail from received mail.
+    void SetOwnAddresses(std::vector<std::string> addresses) {
+        mOwnAddresses = std::move(addresses);
+    }
+    const std::vector<std::string>& OwnAddresses() const { return mOwnAddresses; }
     // Sends a finished message through the transport and files a copy in Sent Items; without a
     // transport it files the message in the Outbox instead.
     bool Deliver(std::string_view message, const std::vector<clsMailAddress>& recipients);
@@ -59,4 +64,5 @@ private:
     std::vector<std::unique_ptr<clsMailStore>> mStores;
     std::unique_ptr<clsMailTransport> mTransport;
     clsMailAddress mFrom;
+    std::vector<std::string> mOwnAddresses;
 };

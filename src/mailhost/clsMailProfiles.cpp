@@ -118,5 +118,6 @@ std::unique_ptr<clsMailApplication> clsMailProfiles::OpenProfile(const clsMailPr
     from.Name = profile.FromName;
     from.Address = profile.Addresses.empty() ? std::string() : profile.Addresses.front();
     mapi->SetTransport(std::move(transport), std::move(from));
+    mapi->SetOwnAddresses(profile.Addresses);
     return std::make_unique<clsMailApplication>(std::move(mapi));
 }

@@ -72,7 +72,7 @@ public:
 
     // Training.
     bool AddGoodMessage(clsMailItem& item) { return AddMessage(mGood, item); }
-    bool AddBadMessage(clsMailItem& item) { return AddMessage(mBad, item); }
+    bool AddBadMessage(clsMailItem& item) override { return AddMessage(mBad, item); }
     void AddGoodData(std::string_view body, std::string_view headers);
     void AddBadData(std::string_view body, std::string_view headers);
     void ClearData();
@@ -96,7 +96,7 @@ public:
     void SetSpamLinksMeanDefiniteJunk(bool value) { mSpamLinksMeanDefiniteJunk = value; }
     bool BalanceMessageData() const { return mBalanceMessageData; }
     void SetBalanceMessageData(bool value) { mBalanceMessageData = value; }
-    bool UseJunkSuspectsFolder() const { return mUseJunkSuspectsFolder; }
+    bool UseJunkSuspectsFolder() const override { return mUseJunkSuspectsFolder; }
     void SetUseJunkSuspectsFolder(bool value) { mUseJunkSuspectsFolder = value; }
 
     // Counts.

@@ -37,7 +37,8 @@ struct clsEngineFixture : clsTestEnvironment {
                                                              .DefaultDataFolder = DataFolder,
                                                              .FixedDataFolder = {},
                                                              .AutoReplies = std::move(replies),
-                                                             .SpamFilters = {}});
+                                                             .SpamFilters = {},
+                                                             .Intake = {}});
         Engine->SetLogFile(Log);
         ASSERT_TRUE(Engine->InitialiseEngine());
     }
