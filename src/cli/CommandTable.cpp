@@ -15,7 +15,7 @@ void AddCommands(CLI::App& app, clsCommandAction& selected) {
          {AddRulesCommand, AddOptionsCommand, AddGroupsCommand, AddDbCommand, AddRegistryCommand,
           AddProfileCommand, AddFoldersCommand, AddItemsCommand, AddShowCommand,
           AddTemplatesCommand, AddProcessCommand, AddBlockedCommand, AddStatsCommand,
-          AddQuickFileCommand, AddSpamCommand}) {
+          AddQuickFileCommand, AddSpamCommand, AddRunCommand, AddDaemonCommands}) {
         add(app, selected);
     }
 }

@@ -30,5 +30,8 @@ void AddStatsCommand(CLI::App& app, clsCommandAction& selected);
 void AddQuickFileCommand(CLI::App& app, clsCommandAction& selected);
 void AddTemplatesCommand(CLI::App& app, clsCommandAction& selected);
 void AddSpamCommand(CLI::App& app, clsCommandAction& selected);
+void AddRunCommand(CLI::App& app, clsCommandAction& selected);
+// corvel watch and corvel engine: what the daemon works on.
+void AddDaemonCommands(CLI::App& app, clsCommandAction& selected);
 
 int RunCorvel(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

@@ -14,6 +14,7 @@ clsCommandContext::clsCommandContext(const clsGlobalOptions& options, std::ostre
       mDataFolder(ChooseDataFolder(options)),
       mProfileName(options.Profile),
       mDataFolderGiven(!options.DataDir.empty()),
+      mVerbose(options.Verbose),
       mProfiles(mSettings) {
     mLog = std::make_unique<clsLogFile>(mSettings, mDataFolder, "Corvel");
     mUi = std::make_unique<clsConsoleUserInterface>(*mLog, err, options.Verbose);
@@ -127,15 +128,7 @@ bool clsCommandContext::OpenEngine() {
     if (!OpenApplication()) {
         return false;
     }
-    clsEngineHost host{.Settings = mSettings,
-                       .Ui = *mUi,
-                       .Application = mApplication.get(),
-                       .DefaultDataFolder = DefaultDataFolder(),
-                       .FixedDataFolder = mDataFolderGiven ? mDataFolder : std::filesystem::path(),
-                       .AutoReplies = MakeAutoReplyFactory(),
-                       .SpamFilters = MakeSpamFilterFactory(),
-                       .Intake = {}};
-    auto engine = std::make_unique<classCorvel>(std::move(host));
+    auto engine = std::make_unique<classCorvel>(MakeEngineHost(mApplication.get()));
     engine->SetLogFile(*mLog);
     if (!engine->InitialiseEngine() || !engine->RulesDatabase().IsOpen()) {
         Fail("the engine could not start on " + mDataFolder.string() + "; the log " +
@@ -144,6 +137,18 @@ bool clsCommandContext::OpenEngine() {
     }
     mEngine = std::move(engine);
     return true;
+}
+
+clsEngineHost clsCommandContext::MakeEngineHost(clsMailApplication* application) {
+    return {.Settings = mSettings,
+            .Ui = *mUi,
+            .Application = application,
+            .DefaultDataFolder = DefaultDataFolder(),
+            .FixedDataFolder = mDataFolderGiven ? mDataFolder : std::filesystem::path(),
+            .AutoReplies = MakeAutoReplyFactory(),
+            .SpamFilters = MakeSpamFilterFactory(),
+            .Intake = clsIntake::Factory(clsTickCounter::System(),
+                                         [this](clsIntake& intake) { mIntake = &intake; })};
 }
 
 std::optional<clsMailFolder> clsCommandContext::FindFolder(std::string_view pathOrName) {

@@ -16,6 +16,7 @@
 #include "foundation/clsLogFile.h"
 #include "foundation/clsRegistryAccess.h"
 #include "foundation/clsSettings.h"
+#include "intake/clsIntake.h"
 #include "mailhost/clsFolderCache.h"
 #include "mailhost/clsMailNamespace.h"
 #include "mailhost/clsMailProfiles.h"
@@ -45,12 +46,20 @@ public:
     // A folder by path ("\\Mailbox\Inbox\Clients") or name, through the folder cache; the
     // cache is built again once when the folder is not in it. Prints why when there is none.
     std::optional<clsMailFolder> FindFolder(std::string_view pathOrName);
+    // Opens the profile's mail store. False (and a message printed) on failure.
+    bool OpenApplication();
+    clsMailApplication& Application() { return *mApplication; }
+    // What the engine is made with on application: this context's stores, user interface and
+    // factories (the intake's included).
+    clsEngineHost MakeEngineHost(clsMailApplication* application);
     // Opens the profile's mail and starts the engine on the data folder, which then owns its own
     // rules database and folder cache. False (and a message printed) on failure.
     bool OpenEngine();
     // A folder by path or name through the engine's folder cache; prints why when there is none.
     std::optional<clsMailFolder> FindEngineFolder(std::string_view pathOrName);
     classCorvel& Engine() { return *mEngine; }
+    // The engine's analyser, queue and watched folders; valid after OpenEngine.
+    clsIntake& Intake() { return *mIntake; }
     // The engine's spam filter; valid after OpenEngine.
     clsSpamFilter& SpamFilter() { return *mSpamFilter; }
 
@@ -62,6 +71,7 @@ public:
     clsLogFile& Log() { return *mLog; }
     clsUserInterface& Ui() { return *mUi; }
     const std::filesystem::path& DataFolder() const { return mDataFolder; }
+    bool Verbose() const { return mVerbose; }
     std::ostream& Out() { return mOut; }
     std::ostream& Err() { return mErr; }
 
@@ -73,7 +83,6 @@ public:
 
 private:
     std::filesystem::path ChooseDataFolder(const clsGlobalOptions& options) const;
-    bool OpenApplication();
     std::optional<clsMailFolder> FindInCache(clsFolderCache& cache, std::string_view pathOrName);
     // How the engine makes its auto-reply sender (the services layer's classAutoReply).
     static clsAutoReplyFactory MakeAutoReplyFactory();
@@ -89,10 +98,12 @@ private:
     std::unique_ptr<clsConsoleUserInterface> mUi;
     std::string mProfileName;
     bool mDataFolderGiven = false;
+    bool mVerbose = false;
     clsMailProfiles mProfiles;
     std::unique_ptr<classRulesDatabase> mDatabase;
     std::unique_ptr<clsMailApplication> mApplication;
     std::unique_ptr<clsFolderCache> mFolderCache;
     std::unique_ptr<classCorvel> mEngine;
     clsSpamFilter* mSpamFilter = nullptr;  // owned by the engine
+    clsIntake* mIntake = nullptr;          // owned by the engine
 };

@@ -118,6 +118,8 @@ public:
     bool AlreadyProcessed(const clsMailItem& item);
 
     // Actions.
+    // The importance a rule's letter asks for ("H"/"h", "N"/"n", "L"/"l"); nothing for others.
+    static std::optional<Importance> ImportanceOf(std::string_view letter);
     void ApplyActions(clsMailItem& item, const std::vector<std::int32_t>& ruleIDs);
     void ApplyAction(clsMailItem& item, const std::vector<clsRuleAction>& actions);
     std::optional<clsMailItem> copyItem(const clsMailItem& item, const clsMailFolder& target);

@@ -8,7 +8,18 @@ namespace {
 
 constexpr std::string_view kActionPrefix = "Corvel->ApplyAction: ";
 
-std::optional<Importance> ImportanceOf(std::string_view letter) {
+// Each folder an item was filed to, so that two rules filing to one folder file once.
+std::string VisitedMark(const clsMailFolder& folder) {
+    return "&&%%" + folder.StoreID() + "/" + folder.EntryID() + "%%&&";
+}
+
+bool IsSameFolder(const clsMailFolder& a, const clsMailFolder& b) {
+    return a.StoreID() == b.StoreID() && a.EntryID() == b.EntryID();
+}
+
+}  // namespace
+
+std::optional<Importance> classCorvel::ImportanceOf(std::string_view letter) {
     // Both cases are listed rather than compared without case, as the rule editor stores either.
     if (letter == "H" || letter == "h") {
         return Importance::High;
@@ -21,17 +32,6 @@ std::optional<Importance> ImportanceOf(std::string_view letter) {
     }
     return std::nullopt;
 }
-
-// Each folder an item was filed to, so that two rules filing to one folder file once.
-std::string VisitedMark(const clsMailFolder& folder) {
-    return "&&%%" + folder.StoreID() + "/" + folder.EntryID() + "%%&&";
-}
-
-bool IsSameFolder(const clsMailFolder& a, const clsMailFolder& b) {
-    return a.StoreID() == b.StoreID() && a.EntryID() == b.EntryID();
-}
-
-}  // namespace
 
 void classCorvel::ApplyActions(clsMailItem& item, const std::vector<std::int32_t>& ruleIDs) {
     if (ruleIDs.empty() || ruleIDs.front() < 1) {
@@ -199,21 +199,17 @@ std::optional<clsMailItem> classCorvel::copyItem(const clsMailItem& item,
     return std::nullopt;
 }
 
-// A copy beside the item, marked as the engine's own, then moved to the target; a copy that
-// cannot be moved is deleted again.
+// A copy made in the target and marked as the engine's own. Made there directly rather than
+// beside the item and then moved: a crash between the two steps would leave a second copy of the
+// message in the item's own folder.
 std::optional<clsMailItem> classCorvel::MakeCopy(const clsMailItem& item,
                                                  const clsMailFolder& target) {
-    std::optional<clsMailItem> copy = item.Copy();
-    if (!copy) {
-        return std::nullopt;
+    std::optional<clsMailItem> copy = item.CopyTo(target);
+    if (copy) {
+        copy->AddUserProperty(kCreatedMarker, {UserPropertyType::YesNo, "true"});
+        copy->Save();
     }
-    copy->AddUserProperty(kCreatedMarker, {UserPropertyType::YesNo, "true"});
-    copy->Save();
-    std::optional<clsMailItem> moved = copy->Move(target);
-    if (!moved) {
-        DeleteMessage(*copy);
-    }
-    return moved;
+    return copy;
 }
 
 // The same subject and the same plain-text body, compared exactly; nothing else takes part.

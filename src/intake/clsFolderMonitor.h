@@ -51,6 +51,12 @@ public:
     void ProcessAllMessages();
 
 private:
+    // Hands the analyser, statistics and queue on to a folder.
+    void Wire(clsMonitoredFolder& folder) const;
+    std::vector<std::string> Keys() const;
+    // Lifts the queue suspension of a folder that stops being watched.
+    void Forget(const std::string& key);
+
     classCorvel& mEngine;
     const clsTickCounter& mTicks;
     clsStatistics* mStatistics = nullptr;

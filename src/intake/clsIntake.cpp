@@ -4,13 +4,26 @@
 #include "engine/classCorvel.h"
 
 clsIntake::clsIntake(classCorvel& engine, const clsTickCounter& ticks)
-    : mQueue(engine, ticks), mAnalyser(engine, mQueue), mMonitor(engine, ticks) {
+    : mEngine(engine), mQueue(engine, ticks), mAnalyser(engine, mQueue), mMonitor(engine, ticks) {
     mAnalyser.Initialise();
     mAnalyser.InitialiseSpamEngine();
     mQueue.Initialise();
     mMonitor.SetStatistics(&engine.Statistics());
     mMonitor.SetQueue(&mQueue);
     mMonitor.SetMessageAnalyser(&mAnalyser);
+}
+
+bool clsIntake::EngineEnabled() { return mEngine.enabled(); }
+
+bool clsIntake::Watches(const clsMailFolder& folder) const {
+    for (const clsMonitoredFolder* watched : mMonitor.Folders()) {
+        const auto& watchedFolder = watched->Folder();
+        if (watchedFolder && watchedFolder->EntryID() == folder.EntryID() &&
+            watchedFolder->StoreID() == folder.StoreID()) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void clsIntake::LoadState(std::string_view section) { mMonitor.LoadState(section); }

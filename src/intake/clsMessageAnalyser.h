@@ -54,6 +54,10 @@ private:
     // Returns the outcome text that AnalyseMessage logs.
     std::string QueueRuleMatches(clsRecordset* rules, clsMailItem& item, const clsMessage& message,
                                  std::string& step);
+    // matched without the rules that the item's "CVProcessed" property records.
+    std::vector<std::string> WithoutProcessedRules(const clsMailItem& item,
+                                                   const std::vector<std::string>& matched,
+                                                   std::string& step);
     void CheckForSpam(clsMailItem& item, const clsMessage& message);
     void QueueFixedRule(clsMailItem& item, int rule);
 

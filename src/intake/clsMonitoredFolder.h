@@ -17,6 +17,7 @@
 
 class classCorvel;
 class clsMailItem;
+class clsMailItems;
 class clsMessageAnalyser;
 class clsQueue;
 class clsStatistics;
@@ -40,6 +41,7 @@ public:
     std::int32_t CurrentIndex() const { return mCurrentIndex; }
     void SetCurrentIndex(std::int32_t index) { mCurrentIndex = index; }
     // Seconds between checks; 33 or more overflows the 16-bit product and means every pulse.
+    // A folder waiting for its next check is re-armed from now; one due at once stays due.
     std::int16_t CheckInterval() const { return mCheckInterval; }
     void SetCheckInterval(std::int16_t seconds);
     std::int32_t LastCheckTicks() const { return mLastCheckTicks; }
@@ -57,6 +59,18 @@ public:
     bool ProcessAllMessages();
 
 private:
+    // Next-due from now and CheckInterval; 0 (due at once) when the product or sum overflows.
+    void Rearm();
+    // False when the folder was never found or its store no longer has it.
+    bool FolderReachable() const;
+    void SetSuspended(bool suspended);
+    // The new-item loop from the scan position up to count, within one slice.
+    void ScanNewItems(const clsMailItems& items, std::int32_t count);
+    // One slice of the background walk, from CurrentIndex down.
+    void WalkSlice(const clsMailItems& items, std::int32_t count);
+    // The item at the position, skipping those that cannot be fetched.
+    std::optional<clsMailItem> FetchUpwards(const clsMailItems& items, std::int32_t count);
+    std::optional<clsMailItem> FetchDownwards(const clsMailItems& items, std::int32_t end);
     void AnalyseItem(clsMailItem& item);
 
     classCorvel& mEngine;

@@ -22,6 +22,8 @@
 class classCorvel;
 class classRulesDatabase;
 class clsFolderCache;
+class clsLogFile;
+class clsMailFolder;
 class clsMailItem;
 class clsRecordset;
 class clsSpamEngine;
@@ -55,11 +57,29 @@ public:
     bool DeleteMessage(clsMailItem& item);
 
 private:
-    void ProcessNext();
+    // What the rules of one item have done to it so far.
+    struct clsItemRun {
+        bool Moved = false;   // a moved item is never deleted
+        bool Delete = false;  // asked for by a rule; done once, after the last rule
+    };
+    clsLogFile& Log();
+    // False when the head item waits for its suspended folder, which holds up the whole queue.
+    bool ProcessNext();
+    // Whether the item's folder lets it through the suspensions.
+    bool MayProcess(const clsMailItem& item) const;
     void ProcessItem(clsMailItem& item, std::string_view ruleList);
-    void ProcessFixedRule(clsMailItem& item, std::int32_t number);
-    // Applies one RuleActions row; lastRule: its filing may move the item. True when it did.
-    bool ApplyActionv1(clsMailItem& item, const clsRecordset& actions, bool lastRule);
+    // True when the rule counts as applied (its RuleActions row was found, or a fixed rule).
+    bool ProcessRule(clsMailItem& item, std::int32_t number, bool lastRule, clsItemRun& run);
+    bool ProcessFixedRule(clsMailItem& item, std::int32_t number, clsItemRun& run);
+    void MoveToJunk(clsMailItem& item, clsItemRun& run);
+    void MoveToJunkSuspects(clsMailItem& item, clsItemRun& run);
+    // Applies one RuleActions row; lastRule: its filing may move the item.
+    void ApplyActionv1(clsMailItem& item, const clsRecordset& actions, bool lastRule,
+                       clsItemRun& run);
+    void SendAutoReply(const clsMailItem& item, const std::string& templateText);
+    void FileItem(clsMailItem& item, const std::string& path, bool copy, clsItemRun& run);
+    // Moves item to folder; the moved item takes its place. False when it stayed.
+    static bool MoveTo(clsMailItem& item, const clsMailFolder& folder, clsItemRun& run);
     void AddProcessedFlag(clsMailItem& item, std::int32_t rule);
 
     classCorvel& mEngine;

@@ -57,6 +57,8 @@ public:
     bool Save();
     // A copy in the same folder, its user properties included.
     std::optional<clsMailItem> Copy() const;
+    // A copy made straight in target, so that no half-done copy is ever left beside the item.
+    std::optional<clsMailItem> CopyTo(const clsMailFolder& target) const;
     std::optional<clsMailItem> Move(const clsMailFolder& target) const;
     // Into Deleted Items; an item already there is removed for good.
     bool Delete() const;

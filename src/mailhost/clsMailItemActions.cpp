@@ -27,19 +27,32 @@ std::optional<std::string> TransferBetweenStores(clsMailStore& from, const std::
 }  // namespace
 
 std::optional<clsMailItem> clsMailItem::Copy() const {
+    return mState->Folder ? CopyTo(*mState->Folder) : std::nullopt;
+}
+
+std::optional<clsMailItem> clsMailItem::CopyTo(const clsMailFolder& target) const {
     if (!mState->Folder) {
         return std::nullopt;
     }
     clsMailStore& store = mState->Store();
     const std::string& folderID = mState->Folder->EntryID();
-    const auto key = store.CopyItem(folderID, mState->Entry.Key, folderID);
-    const auto entry = key ? store.FindItem(folderID, *key) : std::nullopt;
+    std::optional<std::string> key;
+    if (&target.Store() == &store) {
+        key = store.CopyItem(folderID, mState->Entry.Key, target.EntryID());
+        if (key) {
+            store.Properties().CopyAll(mState->Entry.Key, *key);
+        }
+    } else {
+        key = TransferBetweenStores(store, folderID, mState->Entry, target.Store(),
+                                    target.EntryID(), true);
+    }
+    const auto entry = key ? target.Store().FindItem(target.EntryID(), *key) : std::nullopt;
     if (!entry) {
-        mState->Log().AddErrorLog("MailHost->Copy: " + EntryID(), store.LastError());
+        mState->Log().AddErrorLog("MailHost->Copy: " + EntryID() + " to " + target.FolderPath(),
+                                  target.Store().LastError());
         return std::nullopt;
     }
-    store.Properties().CopyAll(mState->Entry.Key, *key);
-    return clsMailItem(*mState->Folder, *entry);
+    return clsMailItem(target, *entry);
 }
 
 std::optional<clsMailItem> clsMailItem::Move(const clsMailFolder& target) const {

@@ -249,3 +249,26 @@ TEST(MaildirStore, MailDeliveredWhileListingIsNeverHalfReadOrLost) {
     EXPECT_EQ(seen.size(), static_cast<size_t>(kMessages));
     EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), kMessages);
 }
+
+// A crash can cut a move short after the link into the target; the next move of the item must
+// finish it rather than fail and leave the message in both folders.
+TEST(MaildirStore, AMoveCutShortIsFinishedAndACopyIsMadeStraightInItsTarget) {
+    clsMailFixture f;
+    f.OpenStore();
+    Deliver(f.Root, "2.B.host", TestMessage("interrupted"));
+    const clsMailFolder clients = *f.FolderAt("INBOX").AddFolder("Clients");
+    const clsMailFolder inbox = f.FolderAt("INBOX");
+    const clsMailItem item = *inbox.Items().Item(1);
+    std::filesystem::create_hard_link(f.Root / "new" / "2.B.host",
+                                      f.Root / ".INBOX.Clients" / "new" / "2.B.host");
+    const auto moved = item.Move(clients);
+    ASSERT_TRUE(moved);
+    EXPECT_EQ(inbox.Items().Count(), 0);
+    EXPECT_EQ(clients.Items().Count(), 1);
+
+    const clsMailFolder archive = *inbox.AddFolder("Archive");
+    ASSERT_TRUE(moved->CopyTo(archive));
+    EXPECT_EQ(clients.Items().Count(), 1);
+    EXPECT_EQ(archive.Items().Count(), 1);
+    EXPECT_EQ(archive.Items().Item(1)->Subject(), "interrupted");
+}

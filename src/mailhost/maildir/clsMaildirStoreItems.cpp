@@ -13,6 +13,14 @@
 
 namespace {
 
+// Whether a link failed because b is already a. Call it straight after link.
+bool SameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+    struct stat first {};
+    struct stat second {};
+    return errno == EEXIST && ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
 std::string ErrnoText() { return std::strerror(errno); }
 
 bool WriteAll(int fd, std::string_view bytes) {
@@ -119,8 +127,10 @@ std::optional<std::string> clsMaildirStore::MoveItem(std::string_view folderID,
         return std::string(key);
     }
     const std::filesystem::path to = *target / file->parent_path().filename() / file->filename();
-    // link then unlink rather than rename: rename would silently replace a file of that name.
-    if (::link(file->c_str(), to.c_str()) != 0 || ::unlink(file->c_str()) != 0) {
+    // link then unlink rather than rename: rename would silently replace a file of that name. A
+    // move cut short between the two (a crash) left the same file under both names: finish it.
+    if ((::link(file->c_str(), to.c_str()) != 0 && !SameFile(*file, to)) ||
+        ::unlink(file->c_str()) != 0) {
         Fail(clsStatus::Code::Io, "cannot move " + file->string() + ": " + ErrnoText());
         return std::nullopt;
     }

@@ -1,0 +1,189 @@
+// The processing queue on a real Maildir and Rules.mdb: the time budget, suspended folders, items
+// that vanished, the "CVProcessed" record, filing, deletion and the fixed junk rules.
+#include <limits>
+
+#include "IntakeTestSupport.h"
+
+using Fixture = clsIntakeFixture;
+
+TEST(Queue, TheBudgetIsCheckedBeforeEachItemOldestFirst) {
+    constexpr std::int32_t kTop = std::numeric_limits<std::int32_t>::max();
+    struct Case {
+        std::int32_t Start, Step, Budget;
+        int Processed;
+    } const cases[] = {
+        {0, 50, 100, 1},
+        {0, 10, 100, 4},
+        {0, 200, 100, 0},
+        {-50, 10, 100, 4},
+        {kTop - 10, 1, 5, 4},
+        // Past the wrap the deadline is the budget itself: nothing runs until the counter has
+        // wrapped, then the pass runs until the counter is back at the budget.
+        {kTop - 10, 1, 100, 0},
+        {kTop - 10, 1011, 100, 4}};
+    Fixture f;
+    f.StartIntake();
+    const std::int32_t rule = f.AddSubjectRule("budget");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.Start) + "+" + std::to_string(c.Budget));
+        f.Queue = std::make_unique<clsQueue>(*f.Engine, f.Ticks);
+        f.Queue->Initialise();
+        std::vector<clsMailItem> items;
+        for (int i = 0; i < 4; ++i) {
+            items.push_back(f.DeliverMail("budget " + std::to_string(f.Delivered)));
+            f.Queue->AddItem(items.back().EntryID(), Fixture::Rules({rule}));
+        }
+        f.Ticks.Now = c.Start;
+        f.Ticks.Step = c.Step;
+        f.Queue->Process(c.Budget);
+        EXPECT_EQ(f.Queue->ItemCount(), 4 - c.Processed);
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_EQ(Fixture::Processed(items[i]), i < c.Processed ? Fixture::Mark({rule}) : "");
+        }
+    }
+}
+
+TEST(Queue, ASuspendedHeadItemHoldsUpTheItemsBehindIt) {
+    Fixture f;
+    f.StartIntake({"Inbox/Other"});
+    const std::int32_t rule = f.AddSubjectRule("wait");
+    const clsMailItem first = f.DeliverMail("wait first");
+    const clsMailItem second = *f.DeliverMail("wait second").Move(f.FolderAt("INBOX/Other"));
+    f.Queue->AddItem(first.EntryID(), Fixture::Rules({rule}));
+    f.Queue->AddItem(second.EntryID(), Fixture::Rules({rule}));
+
+    f.Queue->Suspend("INBOX");
+    f.RunQueue();
+    EXPECT_EQ(f.Queue->ItemCount(), 2) << "the second item's folder is free, but it waits";
+    f.Queue->Unsuspend("INBOX");
+    f.Queue->Suspend("INBOX/Other");
+    f.RunQueue();
+    EXPECT_EQ(f.Queue->ItemCount(), 1);
+    EXPECT_EQ(Fixture::Processed(first), Fixture::Mark({rule}));
+    EXPECT_EQ(Fixture::Processed(second), "");
+    f.Queue->Unsuspend("INBOX/Other");
+    f.RunQueue();
+    EXPECT_EQ(f.Queue->ItemCount(), 0);
+    EXPECT_EQ(Fixture::Processed(second), Fixture::Mark({rule}));
+}
+
+TEST(Queue, AnItemGoneBeforeItsTurnIsDroppedWithOneErrorEntryAndNoAction) {
+    Fixture f;
+    f.StartIntake();
+    clsRuleAction read;
+    read.MarkAsRead = true;
+    const std::int32_t rule = f.AddSubjectRule("gone", read);
+    const clsMailItem gone = f.DeliverMail("gone soon");
+    const clsMailItem kept = f.DeliverMail("gone not");
+    f.Queue->AddItem(gone.EntryID(), Fixture::Rules({rule}));
+    f.Queue->AddItem(kept.EntryID(), Fixture::Rules({rule}));
+    ASSERT_TRUE(gone.Delete());  // by the user, while it waited
+
+    f.RunQueue();
+    EXPECT_EQ(f.Queue->ItemCount(), 0);
+    EXPECT_EQ(Occurrences(f.LogText(), "Queue->Process: "), 1U);
+    EXPECT_EQ(f.Engine->Statistics().EmailsProcessedCount(), 1);
+    const clsMailFolder trash = *f.Mapi().GetDefaultFolder(DefaultFolder::DeletedItems);
+    const std::optional<clsMailItem> trashed = f.ItemIn(trash.EntryID(), "gone soon");
+    ASSERT_TRUE(trashed);
+    EXPECT_TRUE(trashed->UnRead());
+    EXPECT_EQ(Fixture::Processed(*trashed), "");
+    EXPECT_FALSE(f.ItemIn("INBOX", "gone not")->UnRead());
+}
+
+TEST(Queue, EachRuleIsRecordedOnceAndAQueuedItemKeepsItsFirstList) {
+    Fixture f;
+    f.StartIntake();
+    const std::int32_t one = f.AddSubjectRule("one");
+    const std::int32_t two = f.AddSubjectRule("two");
+    const clsMailItem item = f.DeliverMail("twice");
+    f.Queue->AddItem(item.EntryID(), Fixture::Rules({one}));
+    f.Queue->AddItem(item.EntryID(), Fixture::Rules({two}));
+    f.RunQueue();
+    EXPECT_EQ(Fixture::Processed(item), Fixture::Mark({one}));
+    f.Queue->AddItem(item.EntryID(), Fixture::Rules({two, one}));
+    f.RunQueue();
+    f.Queue->AddItem(item.EntryID(), Fixture::Rules({one, two, clsQueue::kJunkSuspectRule}));
+    f.RunQueue();
+    EXPECT_EQ(Fixture::Processed(item), Fixture::Mark({one, two, clsQueue::kJunkSuspectRule}));
+}
+
+namespace {
+
+// Where each item of subject is, by folder name; a copy is marked "(copy)". Sorted.
+std::vector<std::string> Places(Fixture& f, const std::string& subject) {
+    std::vector<std::string> places;
+    for (const clsMailFolder& folder : f.Mapi().Folders().front().Folders()) {
+        const clsMailItems items = folder.Items();
+        for (long i = 1; i <= items.Count(); ++i) {
+            if (const std::optional<clsMailItem> item = items.Item(i); item->Subject() == subject) {
+                places.push_back(folder.Name() +
+                                 (item->FindUserProperty("RRCreated") ? "(copy)" : ""));
+            }
+        }
+    }
+    std::sort(places.begin(), places.end());
+    return places;
+}
+
+}  // namespace
+
+TEST(Queue, OnlyTheLastRuleMovesDeletionIsDoneOnceAndFixedRulesFileJunk) {
+    Fixture f;
+    f.StartIntake({"X", "Y"});
+    const auto rule = [&f](const char* name, const char* path, bool copy, bool remove) {
+        clsRuleAction action = clsEngineFixture::FileTo(path, copy);
+        action.Delete = remove;
+        return f.AddSubjectRule(name, action);
+    };
+    const std::int32_t moveX = rule("moveX", "\\\\Mailbox\\X", false, false);
+    const std::int32_t moveY = rule("moveY", "\\\\Mailbox\\Y", false, false);
+    const std::int32_t copyY = rule("copyY", "\\\\Mailbox\\Y", true, false);
+    const std::int32_t lost = rule("lost", "\\\\Mailbox\\Gone", false, false);
+    const std::int32_t drop = rule("drop", "", false, true);
+    const std::int32_t dropToX = rule("dropToX", "\\\\Mailbox\\X", false, true);
+    const std::int32_t junk = clsQueue::kJunkRule;
+    const std::int32_t suspect = clsQueue::kJunkSuspectRule;
+    struct Case {
+        std::vector<std::int32_t> Rules;
+        bool SuspectsInUse;
+        std::vector<std::string> Places;
+    } const cases[] = {{{moveX, moveY}, false, {"X(copy)", "Y"}},
+                       {{moveY, moveX}, false, {"X", "Y(copy)"}},
+                       {{copyY}, false, {"Inbox", "Y(copy)"}},
+                       {{lost}, false, {"Inbox"}},
+                       {{drop, drop, drop}, false, {"Deleted Items"}},
+                       {{drop, dropToX}, false, {"X"}},
+                       {{junk}, false, {"Junk E-mail"}},
+                       {{suspect}, true, {"Junk Suspects"}},
+                       {{suspect}, false, {"Inbox"}}};
+    std::vector<std::string> junkSubjects;
+    size_t inboxItems = 0;
+    for (const Case& c : cases) {
+        const std::string subject = "file " + std::to_string(f.Delivered);
+        SCOPED_TRACE(subject);
+        f.Spam->UseJunkSuspects = c.SuspectsInUse;
+        f.Queue->AddItem(f.DeliverMail(subject).EntryID(), Fixture::Rules(c.Rules));
+        f.RunQueue();
+        const std::vector<std::string> places = Places(f, subject);
+        ASSERT_EQ(places, c.Places);
+        std::vector<std::int32_t> once;
+        for (const std::int32_t number : c.Rules) {
+            if (std::find(once.begin(), once.end(), number) == once.end()) {
+                once.push_back(number);
+            }
+        }
+        const std::string original = *std::find_if(
+            places.begin(), places.end(), [](auto& place) { return !place.ends_with("(copy)"); });
+        EXPECT_EQ(Fixture::Processed(*f.ItemIn(f.TopFolderID(original), subject)),
+                  Fixture::Mark(once));
+        junkSubjects.insert(junkSubjects.end(), c.Rules.front() == junk, subject);
+        inboxItems += original == "Inbox" ? 1U : 0U;
+    }
+    const std::string log = f.LogText();
+    EXPECT_EQ(Occurrences(log, "Queue->DeleteMessage: success"), 1U);
+    EXPECT_EQ(f.Spam->TrainedAsBad, junkSubjects);
+    EXPECT_EQ(Occurrences(log, "Couldn't find folder to copy to - \\\\Mailbox\\Gone"), 1U);
+    EXPECT_TRUE(Holds(log, "Rule folder cannot be identified, edit rule now?"));
+    EXPECT_EQ(f.Subjects("INBOX").size(), inboxItems) << "no missing-folder report is filed";
+}
