@@ -105,18 +105,6 @@ TEST_F(DbConnectionTest, ComparesTextWithoutRegardToCaseBeyondAscii) {
               Strings{"ärger"});
 }
 
-TEST_F(DbConnectionTest, AJoinNamesItsFieldsByTable) {
-    AddRules({{"one", 1}, {"two", 2}});
-    Exec("CREATE TABLE B (ID INTEGER PRIMARY KEY, RuleID INTEGER)");
-    Exec("INSERT INTO B (ID, RuleID) VALUES (10, 2)");
-    auto rows = Query("SELECT Rules.ID, B.ID, Name FROM Rules INNER JOIN B ON Rules.ID = B.RuleID");
-    ASSERT_TRUE(rows && rows->RecordCount() == 1);
-    EXPECT_EQ(rows->Field("Rules.ID").AsLong(), 2);
-    EXPECT_EQ(rows->Field("b.id").AsLong(), 10);
-    EXPECT_EQ(rows->Field("ID").AsLong(), 2);
-    EXPECT_EQ(rows->Field("Name").AsText(), "two");
-}
-
 TEST_F(DbConnectionTest, RenumberingWritesBackInOrderAndTiesKeepStoreOrder) {
     AddRules({{"r1", 5}, {"r2", 1}, {"r3", 5}, {"r4", 1}, {"r5", 3}});
     // An index that would hand ties over by name, last inserted first, if nothing broke them.
