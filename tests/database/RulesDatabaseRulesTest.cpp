@@ -115,20 +115,7 @@ TEST(RulesDatabaseAddUpdateRule, HostileAndHugeTextsAreStoredIntact) {
     }
 }
 
-TEST(RulesDatabaseDeleteRule, RemovesTheRuleAndItsActionsOnly) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
-    clsRuleRecord a = Rule("a@x.org", "", {MoveTo("A")});
-    clsRuleRecord b = Rule("b@x.org", "", {MoveTo("B")});
-    ASSERT_TRUE(f.Db.AddUpdateRule(a) && f.Db.AddUpdateRule(b));
-    f.Db.DeleteRule(a.ID);
-    clsRuleRecord read;
-    EXPECT_FALSE(f.Db.GetRule(a.ID, read));
-    EXPECT_TRUE(f.Db.GetRule(b.ID, read));
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "1");
-}
-
-TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRule) {
+TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRuleAndGoneWithTheirRule) {
     clsDatabaseFixture f;
     ASSERT_TRUE(f.Open());
     std::vector<std::int32_t> ids;
@@ -147,6 +134,13 @@ TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRule) {
     EXPECT_EQ(folders, (std::vector<std::string>{"Folder1", "Folder2"}));
     EXPECT_EQ(f.Db.GetRuleActions({ids[0]}).size(), 1U);
     EXPECT_TRUE(f.Db.GetRuleActions({}).empty());
+
+    // A deleted rule takes its actions with it and no other rule's.
+    f.Db.DeleteRule(ids[1]);
+    clsRuleRecord read;
+    EXPECT_FALSE(f.Db.GetRule(ids[1], read));
+    EXPECT_TRUE(f.Db.GetRule(ids[0], read));
+    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "2");
 }
 
 TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
