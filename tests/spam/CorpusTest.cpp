@@ -1,7 +1,6 @@
 // Token corpora: tokenising, counting, and their round trips through files and a real Rules.mdb.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <string>
 
@@ -18,10 +17,6 @@ Counts AllCounts(const clsCorpus& corpus) {
         counts.emplace(std::string(token), count);
     });
     return counts;
-}
-
-void WriteFile(const std::filesystem::path& file, std::string_view text) {
-    std::ofstream(file, std::ios::binary) << text;
 }
 
 struct CorpusTest : clsDatabaseFixture, testing::Test {
@@ -44,12 +39,7 @@ TEST(Corpus, ProcessDataCountsEveryTokenTheTokeniserFinds) {
              // "</body>" gives "body>": a token cannot start with "/".
              Case{"<html><body>hi</body>", {{"<html>", 1}, {"<body>", 1}, {"hi", 1}, {"body>", 1}}},
              Case{"[tag] it's e-mail $5", {{"[tag]", 1}, {"it's", 1}, {"e-mail", 1}}},
-             Case{"cost\xC2\xA3"
-                  "5 pounds",
-                  {{"cost\xC2\xA3"
-                    "5",
-                    1},
-                   {"pounds", 1}}},
+             Case{"cost£5 pounds", {{"cost£5", 1}, {"pounds", 1}}},
              Case{"line one\r\nline two\nline\r\n", {{"line", 3}, {"one", 1}, {"two", 1}}},
              Case{"Corpus_Version", {{"corpus", 1}, {"version", 1}}},
              Case{"\xFF\xFEok\x80 r\xE9sum\xE9", {{"ok", 1}, {"sum", 1}}},
@@ -87,7 +77,7 @@ TEST(Corpus, ProcessFileGivesTheSameCountsAsTheTextAcrossReadBlocks) {
     }
     text += "lastline-without-break";
     const std::filesystem::path file = env.Folder.Path() / "mail.txt";
-    WriteFile(file, text);
+    WriteWholeFile(file, text);
     clsCorpus fromText("Good_Corpus", env.Log);
     fromText.ProcessData(text);
     clsCorpus fromFile("Good_Corpus", env.Log);
@@ -101,9 +91,7 @@ TEST(Corpus, ProcessFileGivesTheSameCountsAsTheTextAcrossReadBlocks) {
 
 TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersion) {
     clsCorpus corpus("Good_Corpus", Log);
-    corpus.ProcessData(
-        "<html> cost\xC2\xA3"
-        "5 Hello hello [x] it's");
+    corpus.ProcessData("<html> cost£5 Hello hello [x] it's");
     corpus.AddToken("comma,token");
     corpus.SetCorpusVersion(7);
     const std::filesystem::path folder = Folder.Path() / "data";
@@ -160,9 +148,9 @@ TEST_F(CorpusTest, AMissingTableGivesAnEmptyCorpusOfVersionZero) {
 TEST(Corpus, LoadCorpusReadsTheOlderBlankCommaBlankFiles) {
     clsTestEnvironment env;
     const std::filesystem::path file = env.Folder.Path() / "old.txt";
-    WriteFile(file,
-              "Token , Count\r\nhello , 3\r\n  Spaced  ,  4 \r\nCorpus_Version , 9\r\n"
-              "writer, 5\r\nno separator\r\nHELLO , 2\r\nnumber , x1\r\n");
+    WriteWholeFile(file,
+                   "Token , Count\r\nhello , 3\r\n  Spaced  ,  4 \r\nCorpus_Version , 9\r\n"
+                   "writer, 5\r\nno separator\r\nHELLO , 2\r\nnumber , x1\r\n");
     clsCorpus corpus("Good_Corpus", env.Log);
     corpus.AddToken("replaced");
     ASSERT_TRUE(corpus.LoadCorpus(file));
