@@ -5,8 +5,8 @@
 
 #include "cli/CommandTable.h"
 #include "foundation/CommonHelpers.h"
-#include "mailhost/clsMailItems.h"
 #include "mailhost/mime/clsMimeMessage.h"
+#include "spam/clsParsedItems.h"
 #include "spam/clsSpamTraining.h"
 
 namespace {
@@ -59,18 +59,21 @@ int CheckFolder(clsCommandContext& context, const std::string& name) {
     }
     const clsVerdicts verdicts(context.Engine().RulesDatabase());
     std::map<std::string_view, long> counts;
-    const clsMailItems items = folder->Items();
-    for (long i = 1; i <= items.Count(); ++i) {
-        const auto item = items.Item(i);
-        if (!item) {
-            continue;  // gone since the listing
-        }
-        const double p = context.SpamFilter().MessageSpamProbability(*item, nullptr);
+    std::vector<clsItemEntry> entries;
+    if (!folder->IsStoreRoot()) {
+        entries = folder->Store().ListItems(folder->EntryID());
+    }
+    const std::size_t listed = entries.size();
+    clsParsedItems items(*folder, std::move(entries));
+    while (const auto parsed = items.Next()) {
+        const double p = context.SpamFilter().ParsedMessageSpamProbability(
+            parsed->Item, parsed->Message, nullptr);
         const std::string_view verdict = verdicts.Of(p);
         ++counts[verdict];
-        context.Out() << Probability(p) << "\t" << verdict << "\t" << item->EntryID() << "\n";
+        context.Out() << Probability(p) << "\t" << verdict << "\t" << parsed->Item.EntryID()
+                      << "\n";
     }
-    context.Out() << "# " << items.Count() << " items in " << folder->FolderPath() << ": "
+    context.Out() << "# " << listed << " items in " << folder->FolderPath() << ": "
                   << counts["spam"] << " spam, " << counts["unsure"] << " unsure, "
                   << counts["good"] << " good\n";
     return 0;

@@ -12,7 +12,7 @@
 #include "database/classRulesDatabase.h"
 #include "database/clsTextDriverImport.h"
 #include "foundation/CommonHelpers.h"
-#include "foundation/clsRegExp.h"
+#include "spam/clsTokenScanner.h"
 
 namespace {
 
@@ -34,12 +34,6 @@ bool EqualNoCase(std::string_view a, std::string_view b) {
 bool IsIgnored(std::string_view token) {
     return std::any_of(kIgnoredWords.begin(), kIgnoredWords.end(),
                        [token](std::string_view word) { return EqualNoCase(token, word); });
-}
-
-// Compiled once for every corpus: the spam filter makes four.
-const clsRegExp& Tokeniser() {
-    static const clsRegExp pattern(clsCorpus::kTokenPattern, false);
-    return pattern;
 }
 
 std::int32_t Saturated(std::int64_t count) {
@@ -104,7 +98,7 @@ void clsCorpus::AddToken(std::string_view token) {
 
 void clsCorpus::ProcessData(std::string_view text) {
     // No token holds a line break, so the whole text gives the same tokens as its lines do.
-    Tokeniser().ForEachMatch(text, [this](std::string_view token) { AddToken(token); });
+    clsTokenScanner::ForEachToken(text, [this](std::string_view token) { AddToken(token); });
 }
 
 bool clsCorpus::ProcessFile(const std::filesystem::path& file) {

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "foundation/CommonHelpers.h"
+#include "spam/clsTokenScanner.h"
 
 namespace {
 
@@ -16,12 +17,21 @@ std::string Formatted(double value, int decimals) {
     return std::string(text, end);
 }
 
-// The sort key of a token: its distance from certainty as ".00000", a blank, the token. Ascending
-// order puts the most decisive tokens first, ties in the order of their text.
-std::string SortKey(double probability, std::string_view token) {
-    std::string key = Formatted(0.5 - std::fabs(0.5 - probability), 5);
-    key.erase(0, key.find('.'));
-    return key.append(" ").append(token);
+// A token's distance from certainty in hundred-thousandths, rounded as printing it with five
+// decimals rounds. Ascending (distance, text) order puts the most decisive tokens first, ties in
+// the order of their text: the order of the keys ".00000 token" the filter has always sorted.
+std::uint32_t Distance(double probability) {
+    char text[32];
+    const double distance = 0.5 - std::fabs(0.5 - probability);
+    const char* end =
+        std::to_chars(text, text + sizeof text, distance, std::chars_format::fixed, 5).ptr;
+    std::uint32_t units = 0;
+    for (const char* c = text; c != end; ++c) {
+        if (*c >= '0' && *c <= '9') {
+            units = units * 10 + static_cast<std::uint32_t>(*c - '0');
+        }
+    }
+    return units;
 }
 
 void AddLine(std::string* text, std::string_view line) {
@@ -47,8 +57,7 @@ clsSpamFilter::clsSpamFilter(classRulesDatabase& db, clsLogFile& log,
       mLog(log),
       mDataFolder(std::move(dataFolder)),
       mGood("Good_Corpus", "Good_Headers", log, kGoodMark, "Good Items Count", true),
-      mBad("Bad_Corpus", "Bad_Headers", log, kBadMark, "Bad Items Count", false),
-      mTokeniser(clsCorpus::kTokenPattern, false) {
+      mBad("Bad_Corpus", "Bad_Headers", log, kBadMark, "Bad Items Count", false) {
     mLog.AddLog("Initialising spam engine...");
     ApplySettings(clsAntispamSettings{});
     mLog.AddLog("Spam engine initialised.");
@@ -102,15 +111,14 @@ clsSpamFilter::clsTokenTable& clsSpamFilter::TableOf(bool useHeaders) {
     EnsureLoaded(useHeaders);
     clsTokenTable& table = mTables[useHeaders];
     if (!mTablesCurrent[useHeaders]) {
-        table.Clear();
+        table.Clear();  // the corpora's tokens are lower-cased already
         (useHeaders ? mGood.Headers : mGood.Body)
             .ForEachToken([&](std::string_view token, std::int32_t count) {
-                table.Add(AsciiLower(token)).Good += count;
+                table.Add(token).Good += count;
             });
         (useHeaders ? mBad.Headers : mBad.Body)
-            .ForEachToken([&](std::string_view token, std::int32_t count) {
-                table.Add(AsciiLower(token)).Bad += count;
-            });
+            .ForEachToken(
+                [&](std::string_view token, std::int32_t count) { table.Add(token).Bad += count; });
         mTablesCurrent[useHeaders] = true;
     }
     return table;
@@ -149,16 +157,18 @@ double clsSpamFilter::SpamProbability(std::string_view text, std::string* debugT
                                       bool useHeaders) {
     try {
         struct clsRanked {
-            std::string Key;  // the sort key: ".00000" distance, a blank, the token
+            std::uint32_t Distance;
+            std::string_view Token;  // into lowered
             double P;
-            bool operator<(const clsRanked& other) const { return Key < other.Key; }
+            bool operator<(const clsRanked& other) const {
+                return Distance != other.Distance ? Distance < other.Distance : Token < other.Token;
+            }
         };
         clsTokenTable& table = TableOf(useHeaders);
         const std::string lowered = AsciiLower(text);  // the tokens' case does not matter
         const std::uint32_t serial = ++mTextSerial;
         std::vector<clsRanked> ranked;
-        mTokeniser.ForEachMatch(lowered, [&](std::string_view match) {
-            const std::string_view token = Trimmed(match);
+        clsTokenScanner::ForEachToken(lowered, [&](std::string_view token) {
             clsTokenCounts* counts = table.Find(token);  // unknown tokens have no probability
             if (!counts || counts->SeenIn == serial) {
                 return;
@@ -166,7 +176,7 @@ double clsSpamFilter::SpamProbability(std::string_view text, std::string* debugT
             counts->SeenIn = serial;
             const double p = ProbabilityOf(*counts);
             if (p >= 0) {
-                ranked.push_back({SortKey(p, token), p});
+                ranked.push_back({Distance(p), token, p});
             }
         });
         const auto chosen = std::min<std::size_t>(ranked.size(), kInterestingTokens);
@@ -176,8 +186,7 @@ double clsSpamFilter::SpamProbability(std::string_view text, std::string* debugT
         for (std::size_t i = 0; i < chosen; ++i) {
             product *= ranked[i].P;
             inverse *= 1 - ranked[i].P;
-            AddLine(debugText, ranked[i].Key.substr(ranked[i].Key.find(' ') + 1) + " " +
-                                   Formatted(ranked[i].P, 3));
+            AddLine(debugText, std::string(ranked[i].Token) + " " + Formatted(ranked[i].P, 3));
         }
         if (product == 0) {
             AddLine(debugText, "mult=0");
@@ -191,13 +200,26 @@ double clsSpamFilter::SpamProbability(std::string_view text, std::string* debugT
 }
 
 double clsSpamFilter::MessageSpamProbability(const clsMailItem& item, std::string* debugText) {
+    return JudgeItem(item, nullptr, debugText);
+}
+
+double clsSpamFilter::ParsedMessageSpamProbability(const clsMailItem& item,
+                                                   const clsMimeMessage& message,
+                                                   std::string* debugText) {
+    return JudgeItem(item, &message, debugText);
+}
+
+// Mail trained into a corpus is not judged, nor parsed.
+double clsSpamFilter::JudgeItem(const clsMailItem& item, const clsMimeMessage* message,
+                                std::string* debugText) {
     try {
         if (IsTrainedInto(item, true) || IsTrainedInto(item, false)) {
             AddLine(debugText, "Message found in corpus, analysis ignored.");
             AddLine(debugText, "Spam probability (ignored): 0.00000000");
             return 0;
         }
-        return TextSpamProbability(item.Body(), HeaderBlockOf(item), debugText);
+        const clsMimeMessage& parsed = message ? *message : item.Message();
+        return TextSpamProbability(parsed.Body(), HeaderBlockOf(parsed.Headers()), debugText);
     } catch (const std::exception& error) {
         Fail("MessageSpamProbability", error);
         return 0;

@@ -19,8 +19,8 @@
 #include "database/classRulesDatabase.h"
 #include "engine/clsSpamEngine.h"
 #include "foundation/clsLogFile.h"
-#include "foundation/clsRegExp.h"
 #include "mailhost/clsMailItem.h"
+#include "mailhost/mime/clsMimeMessage.h"
 #include "spam/clsBlockLists.h"
 #include "spam/clsCorpus.h"
 #include "spam/clsFlatTable.h"
@@ -54,6 +54,10 @@ public:
 
     void ApplySettings(const clsAntispamSettings& settings) override;
     double MessageSpamProbability(const clsMailItem& item, std::string* debugText) override;
+    // The same judgement of item when its message was parsed already (ahead, on another thread):
+    // message must be the item's own.
+    double ParsedMessageSpamProbability(const clsMailItem& item, const clsMimeMessage& message,
+                                        std::string* debugText);
     void Close() override;
 
     // Classifying. The Text/Header/Body forms judge a message that is no item of a store: its
@@ -71,8 +75,13 @@ public:
     bool IsSURBLListed(std::string_view domain);
 
     // Training.
-    bool AddGoodMessage(clsMailItem& item) { return AddMessage(mGood, item); }
-    bool AddBadMessage(clsMailItem& item) override { return AddMessage(mBad, item); }
+    bool AddGoodMessage(clsMailItem& item) { return AddMessage(mGood, item, nullptr); }
+    bool AddBadMessage(clsMailItem& item) override { return AddMessage(mBad, item, nullptr); }
+    // AddGoodMessage or AddBadMessage for an item whose message was parsed already: message
+    // must be the item's own.
+    bool AddParsedMessage(clsMailItem& item, const clsMimeMessage& message, bool good) {
+        return AddMessage(good ? mGood : mBad, item, &message);
+    }
     void AddGoodData(std::string_view body, std::string_view headers);
     void AddBadData(std::string_view body, std::string_view headers);
     void ClearData();
@@ -121,7 +130,12 @@ private:
         bool Good;
     };
 
+    // message: the item's parsed message, or null to parse it when it is needed.
+    double JudgeItem(const clsMailItem& item, const clsMimeMessage* message,
+                     std::string* debugText);
     static std::string HeaderBlockOf(const clsMailItem& item);
+    // The header block ended by its blank line, in the block's own line ends.
+    static std::string HeaderBlockOf(std::string_view headers);
     // Both body (or header) corpora's counts of a token side by side, so judging a token costs
     // one lookup; SeenIn numbers the last text the token was found in, so that a text counts
     // each token once.
@@ -138,7 +152,8 @@ private:
     // Training changed counts: the tables are made again and the corpora saved at Close.
     void CountsChanged();
     bool EnsureLoaded(bool headersToo = false);
-    bool AddMessage(clsSide& side, clsMailItem& item);
+    // message: the item's parsed message, or null to parse it when it is needed.
+    bool AddMessage(clsSide& side, clsMailItem& item, const clsMimeMessage* message);
     void AddData(clsSide& side, std::string_view body, std::string_view headers);
     bool SaveSide(clsSide& side);
     void LoadSpamHeaders();
@@ -151,7 +166,6 @@ private:
     std::filesystem::path mDataFolder;
     clsSide mGood;
     clsSide mBad;
-    clsRegExp mTokeniser;
     std::unique_ptr<clsBlockLists> mBlockLists;
     std::string mUriZone;  // empty: links are not looked up
     std::vector<clsSpamHeaderRule> mHeaderRules;

@@ -5,6 +5,7 @@
 
 #include "database/clsTextDriverImport.h"
 #include "foundation/CommonHelpers.h"
+#include "foundation/clsRegExp.h"
 #include "spam/ClassMailHeaderReader.h"
 #include "spam/clsSpamFilter.h"
 

@@ -33,8 +33,14 @@ void ScaleUp(clsCorpus& corpus, double factor) {
 }  // namespace
 
 std::string clsSpamFilter::HeaderBlockOf(const clsMailItem& item) {
-    const std::string headers = item.TransportHeaders();
-    return headers + (headers.find("\r\n") != std::string::npos ? "\r\n" : "\n");
+    return HeaderBlockOf(item.TransportHeaders());
+}
+
+std::string clsSpamFilter::HeaderBlockOf(std::string_view headers) {
+    std::string block;
+    block.reserve(headers.size() + 2);
+    block.append(headers).append(headers.find("\r\n") != std::string_view::npos ? "\r\n" : "\n");
+    return block;
 }
 
 bool clsSpamFilter::IsTrainedInto(const clsMailItem& item, bool good) {
@@ -55,7 +61,7 @@ std::string clsSpamFilter::MessageCorpusVersion(const clsMailItem& item) {
     }
 }
 
-bool clsSpamFilter::AddMessage(clsSide& side, clsMailItem& item) {
+bool clsSpamFilter::AddMessage(clsSide& side, clsMailItem& item, const clsMimeMessage* message) {
     const std::string member = side.Good ? "AddGoodMessage" : "AddBadMessage";
     try {
         if (IsTrainedInto(item, side.Good)) {
@@ -67,7 +73,8 @@ bool clsSpamFilter::AddMessage(clsSide& side, clsMailItem& item) {
         if (!side.Good) {
             mLog.AddLog("SpamFilter->" + member + ": Adding message data to bad corpus");
         }
-        AddData(side, item.Body(), HeaderBlockOf(item));
+        const clsMimeMessage& parsed = message ? *message : item.Message();
+        AddData(side, parsed.Body(), HeaderBlockOf(parsed.Headers()));
         item.AddUserProperty(side.Mark,
                              {UserPropertyType::Number, std::to_string(side.Body.CorpusVersion())});
         return item.Save();

@@ -1,6 +1,6 @@
 #include "spam/clsSpamTraining.h"
 
-#include "mailhost/clsMailItems.h"
+#include "spam/clsParsedItems.h"
 
 bool clsSpamTraining::Build(std::string_view goodFolder, std::string_view badFolder,
                             const clsSpamTrainingOptions& options) {
@@ -38,21 +38,15 @@ bool clsSpamTraining::Build(std::string_view goodFolder, std::string_view badFol
 
 void clsSpamTraining::TrainFolder(const clsMailFolder& folder, bool good, bool subfolders) {
     try {
-        const std::int32_t version =
-            good ? mFilter.GoodCorpusVersion() : mFilter.BadCorpusVersion();
-        const std::string mark(good ? clsSpamFilter::kGoodMark : clsSpamFilter::kBadMark);
-        const clsMailItems all = folder.Items();
-        const clsMailItems untrained =
-            all.Restrict("[" + mark + "] <> \"" + std::to_string(version) + "\"");
-        mCounters.Skipped += all.Count() - untrained.Count();
+        std::vector<clsItemEntry> untrained = UntrainedEntries(folder, good);
+        const long total = static_cast<long>(untrained.size());
         const std::string caption =
             "Training " + std::string(good ? "good" : "bad") + " mail from " + folder.FolderPath();
-        for (long i = 1; i <= untrained.Count(); ++i) {
-            if (auto item = untrained.Item(i)) {
-                good ? mFilter.AddGoodMessage(*item) : mFilter.AddBadMessage(*item);
-            }
+        clsParsedItems items(folder, std::move(untrained));
+        for (long done = 1; auto parsed = items.Next(); ++done) {
+            mFilter.AddParsedMessage(parsed->Item, parsed->Message, good);
             RefreshCounters();
-            mUi.ShowProgress(caption, i, untrained.Count());
+            mUi.ShowProgress(caption, done, total);
         }
     } catch (const std::exception& error) {
         mLog.AddErrorLog(good ? "Build Spam Database (Good)" : "Build Spam Database (Bad)", error);
@@ -62,6 +56,24 @@ void clsSpamTraining::TrainFolder(const clsMailFolder& folder, bool good, bool s
             TrainFolder(child, good, true);
         }
     }
+}
+
+// The folder's items without the mark of the side's current corpus version, in folder order;
+// the others are counted as skipped.
+std::vector<clsItemEntry> clsSpamTraining::UntrainedEntries(const clsMailFolder& folder,
+                                                            bool good) {
+    std::vector<clsItemEntry> untrained;
+    if (folder.IsStoreRoot()) {
+        return untrained;
+    }
+    for (const clsItemEntry& entry : folder.Store().ListItems(folder.EntryID())) {
+        if (mFilter.IsTrainedInto(clsMailItem(folder, entry), good)) {
+            ++mCounters.Skipped;
+        } else {
+            untrained.push_back(entry);
+        }
+    }
+    return untrained;
 }
 
 void clsSpamTraining::RefreshCounters() {

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "foundation/clsLogFile.h"
 #include "foundation/clsUserInterface.h"
@@ -43,6 +44,7 @@ public:
 
 private:
     void TrainFolder(const clsMailFolder& folder, bool good, bool subfolders);
+    std::vector<clsItemEntry> UntrainedEntries(const clsMailFolder& folder, bool good);
     void RefreshCounters();
 
     clsSpamFilter& mFilter;

@@ -115,6 +115,24 @@ TEST(MaildirStore, ItemsKeepTheirOrderAndAnUnchangedFolderIsNotReadAgain) {
     EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 5);
 }
 
+TEST(MaildirStore, AFileRenamedBehindAnUnchangedListingIsStillRead) {
+    clsMailFixture f;
+    f.OpenStore();
+    Deliver(f.Root, "1.A.host", TestMessage("moved", "The whole body.\n"));
+    const std::time_t past = std::time(nullptr) - 60;
+    SetTime(f.Root / "new", past);
+    SetTime(f.Root / "cur", past);
+    ASSERT_EQ(f.Store->ListItems("INBOX").size(), 1u);
+    // Another program moves it to cur/ and the directories' times are put back.
+    std::filesystem::rename(f.Root / "new" / "1.A.host", f.Root / "cur" / "1.A.host:2,S");
+    SetTime(f.Root / "new", past);
+    SetTime(f.Root / "cur", past);
+    const auto bytes = f.Store->ReadMessage("INBOX", "1.A.host");
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(*bytes, TestMessage("moved", "The whole body.\n"));
+    EXPECT_TRUE(f.Store->FindItem("INBOX", "1.A.host"));
+}
+
 TEST(MaildirStore, UnReadFollowsTheSeenFlagInTheFileName) {
     clsMailFixture f;
     f.OpenStore();

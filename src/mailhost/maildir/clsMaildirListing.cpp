@@ -120,17 +120,17 @@ const std::vector<clsItemEntry>& clsMaildirListing::Items() {
     return mItems;
 }
 
+// Directories unchanged since a trusted read mean every file is where that read found it, and a
+// listing read just now is as fresh as a look at the file: only the second attempt looks.
 std::optional<std::string> clsMaildirListing::FileOf(std::string_view key) {
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        if (attempt == 0) {
-            Items();
-        } else {
-            Rescan();
-        }
-        const auto file = mFiles.find(key);
-        if (file != mFiles.end() && std::filesystem::exists(mFolder / file->second.Location)) {
-            return file->second.Location;
-        }
+    Items();
+    if (const auto file = mFiles.find(key); file != mFiles.end()) {
+        return file->second.Location;
+    }
+    Rescan();
+    const auto file = mFiles.find(key);
+    if (file != mFiles.end() && std::filesystem::exists(mFolder / file->second.Location)) {
+        return file->second.Location;
     }
     return std::nullopt;
 }

@@ -5,8 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "mailhost/maildir/clsMaildirName.h"
 #include "mailhost/maildir/clsMaildirStore.h"
@@ -35,6 +33,39 @@ bool WriteAll(int fd, std::string_view bytes) {
         bytes.remove_prefix(static_cast<size_t>(written));
     }
     return true;
+}
+
+// The file's bytes in one allocation (its size from fstat, then reads to the end, so a file that
+// grows meanwhile is read whole); nothing when it cannot be opened or read.
+std::optional<std::string> ReadWholeFile(const std::filesystem::path& file) {
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    struct stat info {};
+    std::string bytes;
+    bytes.resize(::fstat(fd, &info) == 0 && info.st_size > 0
+                     ? static_cast<std::size_t>(info.st_size) + 1
+                     : 4096);
+    std::size_t used = 0;
+    while (true) {
+        if (used == bytes.size()) {
+            bytes.resize(bytes.size() * 2);
+        }
+        const ssize_t got = ::read(fd, bytes.data() + used, bytes.size() - used);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            ::close(fd);
+            if (got < 0) {
+                return std::nullopt;
+            }
+            bytes.resize(used);
+            return bytes;
+        }
+        used += static_cast<std::size_t>(got);
+    }
 }
 
 }  // namespace
@@ -70,11 +101,8 @@ std::optional<std::string> clsMaildirStore::ReadMessage(std::string_view folderI
         if (!file) {
             return std::nullopt;
         }
-        std::ifstream in(*file, std::ios::binary);
-        if (in) {
-            std::ostringstream bytes;
-            bytes << in.rdbuf();
-            return std::move(bytes).str();
+        if (auto bytes = ReadWholeFile(*file)) {
+            return bytes;
         }
         Listing(folderID).Invalidate();
     }

@@ -1,0 +1,43 @@
+#pragma once
+// clsParsedItems: walks a list of one folder's items and hands each out with its parsed message,
+// for the filter's bulk work (training from a folder, judging a folder). Each message is read on
+// the caller's thread a few items ahead and parsed on the worker of a clsParseAhead meanwhile, so
+// parsing one message overlaps with tokenising and counting the one before.
+// Owned by its caller for one walk; the caller's thread only (the store is used from it alone).
+// Failure: an item whose message can no longer be read is left out; nothing throws but
+// allocation failure.
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <vector>
+
+#include "mailhost/clsMailFolder.h"
+#include "mailhost/clsMailItem.h"
+#include "mailhost/mime/clsMimeMessage.h"
+#include "mailhost/mime/clsParseAhead.h"
+
+class clsParsedItems {
+public:
+    struct clsParsedItem {
+        clsMailItem Item;
+        clsMimeMessage Message;
+    };
+
+    clsParsedItems(clsMailFolder folder, std::vector<clsItemEntry> entries)
+        : mFolder(std::move(folder)), mEntries(std::move(entries)) {}
+
+    // The next item of the list whose message could be read, in list order; nothing after the
+    // last.
+    std::optional<clsParsedItem> Next();
+
+private:
+    // Messages read and waiting to be parsed ahead of the one handed out.
+    static constexpr std::size_t kAhead = 32;
+
+    clsMailFolder mFolder;
+    std::vector<clsItemEntry> mEntries;
+    std::size_t mNext = 0;          // the next entry to read
+    std::deque<std::size_t> mRead;  // entries whose messages the parser holds, oldest first
+    clsParseAhead mParser;
+};
