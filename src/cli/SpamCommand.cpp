@@ -5,6 +5,7 @@
 
 #include "cli/CommandTable.h"
 #include "foundation/CommonHelpers.h"
+#include "mailhost/clsUserPropertyBatch.h"
 #include "mailhost/mime/clsMimeMessage.h"
 #include "spam/clsParsedItems.h"
 #include "spam/clsSpamTraining.h"
@@ -65,6 +66,9 @@ int CheckFolder(clsCommandContext& context, const std::string& name) {
     }
     const std::size_t listed = entries.size();
     clsParsedItems items(*folder, std::move(entries));
+    // Each judgement looks up the item's training marks: the file is checked for other writers
+    // once for the folder rather than on every look-up.
+    const clsUserPropertyBatch marks(folder->Store().Properties());
     while (const auto parsed = items.Next()) {
         const double p = context.SpamFilter().ParsedMessageSpamProbability(
             parsed->Item, parsed->Message, nullptr);

@@ -121,11 +121,15 @@ clsRecord NextRecord(std::string_view text, std::size_t& pos, Cells& cells) {
     return clsRecord::End;
 }
 
-// "INSERT INTO "table" ("Token", "Count") VALUES (?, ?)" for the headings, in their order.
+// Several rows to a statement: a statement per row would cost SQLite its set-up, and a table with
+// AUTOINCREMENT its sequence bookkeeping, once for every row.
+constexpr std::size_t kRowsPerInsert = 64;
+constexpr std::size_t kValuesPerInsert = 999;  // SQLite's oldest limit on bound values
+
+// "INSERT INTO "table" ("Token", "Count") VALUES " and "(?, ?)" for the headings, in their order.
 clsStatus InsertSql(const std::string& table, const Cells& columns, const Cells& headings,
-                    std::string& sql) {
+                    std::string& head, std::string& values) {
     std::string names;
-    std::string values;
     for (const std::string& heading : headings) {
         const auto column = std::find_if(columns.begin(), columns.end(),
                                          [&](const auto& name) { return SameName(name, heading); });
@@ -134,31 +138,75 @@ clsStatus InsertSql(const std::string& table, const Cells& columns, const Cells&
                                     "heading \"" + heading + "\" is no column of " + table);
         }
         names += (names.empty() ? "" : ", ") + QuotedName(*column);
-        values += values.empty() ? "?" : ", ?";
+        values += values.empty() ? "(?" : ", ?";
     }
-    sql = "INSERT INTO " + QuotedName(table) + " (" + names + ") VALUES (" + values + ")";
+    head = "INSERT INTO " + QuotedName(table) + " (" + names + ") VALUES ";
+    values += ")";
     return clsStatus::Ok();
 }
 
-clsStatus InsertRow(sqlite3* db, sqlite3_stmt* insert, const Cells& cells, long row) {
-    const std::string context = "row " + std::to_string(row) + ": ";
-    const int parameters = sqlite3_bind_parameter_count(insert);
-    if (cells.size() > static_cast<std::size_t>(parameters)) {
-        return clsStatus::Error(Code::Invalid, context + "more cells than headings");
+// The statements that insert rows of the headings' width: one row, and kRowsPerInsert rows (or
+// as many as the limit on bound values allows).
+struct clsInserts {
+    Statement One;
+    Statement Many;
+    std::size_t Width = 0;
+    std::size_t RowsPerMany = 1;
+};
+
+clsStatus PrepareInserts(sqlite3* db, const std::string& table, const Cells& columns,
+                         const Cells& headings, clsInserts& inserts) {
+    std::string head;
+    std::string values;
+    clsStatus status = InsertSql(table, columns, headings, head, values);
+    inserts.Width = headings.size();
+    inserts.RowsPerMany =
+        std::clamp<std::size_t>(kValuesPerInsert / inserts.Width, 1, kRowsPerInsert);
+    std::string many = head + values;
+    for (std::size_t row = 1; row < inserts.RowsPerMany; ++row) {
+        many.append(", ").append(values);
     }
+    if (status.IsOk()) {
+        status = Prepare(db, head + values, inserts.One);
+    }
+    return status.IsOk() ? Prepare(db, many, inserts.Many) : status;
+}
+
+// Binds rows (cells missing at a row's end are Null) and runs insert; SQLite's error is left
+// for the caller to read.
+bool BindAndStep(sqlite3_stmt* insert, const Cells* rows, std::size_t count, std::size_t width) {
     sqlite3_reset(insert);
-    sqlite3_clear_bindings(insert);  // cells missing at the end of a row stay Null
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        const int index = static_cast<int>(i) + 1;
-        const int rc = cells[i].empty()
-                           ? sqlite3_bind_null(insert, index)
-                           : sqlite3_bind_text64(insert, index, cells[i].data(), cells[i].size(),
-                                                 SQLITE_STATIC, SQLITE_UTF8);
-        if (rc != SQLITE_OK) {
-            return DatabaseError(db, context);
+    for (std::size_t row = 0; row < count; ++row) {
+        for (std::size_t i = 0; i < width; ++i) {
+            const int index = static_cast<int>(row * width + i) + 1;
+            const std::string* cell = i < rows[row].size() ? &rows[row][i] : nullptr;
+            const int rc = cell == nullptr || cell->empty()
+                               ? sqlite3_bind_null(insert, index)
+                               : sqlite3_bind_text64(insert, index, cell->data(), cell->size(),
+                                                     SQLITE_STATIC, SQLITE_UTF8);
+            if (rc != SQLITE_OK) {
+                return false;
+            }
         }
     }
-    return sqlite3_step(insert) == SQLITE_DONE ? clsStatus::Ok() : DatabaseError(db, context);
+    return sqlite3_step(insert) == SQLITE_DONE;
+}
+
+// Inserts count rows, the first of them the file's row firstRow. A refused statement undoes
+// itself, so the rows are then tried one at a time to name the row SQLite refuses.
+clsStatus InsertPending(sqlite3* db, const clsInserts& inserts, const std::vector<Cells>& rows,
+                        std::size_t count, long firstRow) {
+    if (count == inserts.RowsPerMany &&
+        BindAndStep(inserts.Many.get(), rows.data(), count, inserts.Width)) {
+        return clsStatus::Ok();
+    }
+    for (std::size_t row = 0; row < count; ++row) {
+        if (!BindAndStep(inserts.One.get(), &rows[row], 1, inserts.Width)) {
+            return DatabaseError(db,
+                                 "row " + std::to_string(firstRow + static_cast<long>(row)) + ": ");
+        }
+    }
+    return clsStatus::Ok();
 }
 
 }  // namespace
@@ -216,23 +264,32 @@ clsStatus clsTextDriverImport::InsertRows(sqlite3* db, long& recordsAffected) co
         return read;
     }
     std::size_t pos = 0;
-    Cells cells;
-    if (NextRecord(text, pos, cells) != clsRecord::Read) {
+    Cells headings;
+    if (NextRecord(text, pos, headings) != clsRecord::Read) {
         return clsStatus::Error(Code::Corrupt, mFileName + " has no heading line");
     }
-    std::string sql;
-    Statement insert;
-    clsStatus status = InsertSql(mTable, columns, cells, sql);
-    if (status.IsOk()) {
-        status = Prepare(db, sql, insert);
-    }
+    clsInserts inserts;
+    clsStatus status = PrepareInserts(db, mTable, columns, headings, inserts);
+    std::vector<Cells> pending(inserts.RowsPerMany);
+    std::size_t count = 0;
     clsRecord next = clsRecord::End;
-    while (status.IsOk() && (next = NextRecord(text, pos, cells)) == clsRecord::Read) {
-        status = InsertRow(db, insert.get(), cells, recordsAffected + 1);
-        recordsAffected += status.IsOk() ? 1 : 0;
+    while (status.IsOk() && (next = NextRecord(text, pos, pending[count])) == clsRecord::Read) {
+        const long row = recordsAffected + static_cast<long>(count) + 1;
+        if (pending[count].size() > inserts.Width) {
+            status = clsStatus::Error(Code::Invalid,
+                                      "row " + std::to_string(row) + ": more cells than headings");
+        } else if (++count == pending.size()) {
+            status = InsertPending(db, inserts, pending, count, row + 1 - static_cast<long>(count));
+            recordsAffected += status.IsOk() ? static_cast<long>(count) : 0;
+            count = 0;
+        }
     }
     if (status.IsOk() && next == clsRecord::Unterminated) {
         status = clsStatus::Error(Code::Corrupt, mFileName + " ends inside a quoted cell");
+    }
+    if (status.IsOk() && count > 0) {
+        status = InsertPending(db, inserts, pending, count, recordsAffected + 1);
+        recordsAffected += status.IsOk() ? static_cast<long>(count) : 0;
     }
     return status;
 }

@@ -11,11 +11,6 @@ constexpr std::string_view kSchema =
     "CREATE TABLE IF NOT EXISTS Properties (ItemKey TEXT NOT NULL, Name TEXT NOT NULL COLLATE "
     "NOCASE, Type INTEGER NOT NULL, Value TEXT NOT NULL, PRIMARY KEY (ItemKey, Name))";
 
-struct StatementCloser {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using Statement = std::unique_ptr<sqlite3_stmt, StatementCloser>;
-
 std::string Folded(std::string_view name) {
     std::string folded(name);
     std::transform(folded.begin(), folded.end(), folded.begin(),
@@ -31,6 +26,10 @@ std::string Column(sqlite3_stmt* statement, int column) {
 }
 
 }  // namespace
+
+void clsUserPropertyStore::StatementCloser::operator()(sqlite3_stmt* statement) const {
+    sqlite3_finalize(statement);
+}
 
 clsUserPropertyStore::~clsUserPropertyStore() { Close(); }
 
@@ -54,12 +53,72 @@ bool clsUserPropertyStore::Open(const std::filesystem::path& file) {
 }
 
 void clsUserPropertyStore::Close() {
+    if (mInTransaction) {
+        Commit();
+    }
+    mStatements.clear();  // finalized before their connection closes
     if (mDb != nullptr) {
         sqlite3_close_v2(mDb);
         mDb = nullptr;
     }
     mCache.clear();
     mDataVersion = -1;
+    mBatchDepth = 0;
+}
+
+bool clsUserPropertyStore::Exec(const char* sql) {
+    if (sqlite3_exec(mDb, sql, nullptr, nullptr, nullptr) == SQLITE_OK) {
+        return true;
+    }
+    mLastError = clsStatus::Error(clsStatus::Code::Database, sqlite3_errmsg(mDb),
+                                  sqlite3_extended_errcode(mDb));
+    return false;
+}
+
+void clsUserPropertyStore::BeginBatch() {
+    if (mBatchDepth++ == 0) {
+        Refresh();
+    }
+}
+
+bool clsUserPropertyStore::EndBatch() {
+    if (mBatchDepth == 0 || --mBatchDepth > 0 || !mInTransaction) {
+        return true;
+    }
+    return Commit();
+}
+
+bool clsUserPropertyStore::Commit() {
+    mInTransaction = false;
+    mUncommitted = 0;
+    if (Exec("COMMIT")) {
+        return true;
+    }
+    sqlite3_exec(mDb, "ROLLBACK", nullptr, nullptr, nullptr);
+    mDataVersion = -1;  // the memory copy holds writes the file has not: read the file again
+    return false;
+}
+
+// The marks of a batch say no more than "done already"; a crash before a commit loses at most
+// kBatchWrites of them, and the work they stood for is simply done again.
+bool clsUserPropertyStore::Write(std::string_view sql,
+                                 std::initializer_list<std::string_view> values) {
+    if (mBatchDepth > 0 && !mInTransaction && mDb != nullptr) {
+        if (!Exec("BEGIN IMMEDIATE")) {
+            return false;
+        }
+        mInTransaction = true;
+    }
+    if (!Run(sql, values)) {
+        return false;
+    }
+    return !mInTransaction || ++mUncommitted < kBatchWrites || Commit();
+}
+
+void clsUserPropertyStore::RefreshOutsideBatch() {
+    if (mBatchDepth == 0 || mDataVersion < 0) {
+        Refresh();
+    }
 }
 
 bool clsUserPropertyStore::Run(std::string_view sql,
@@ -68,20 +127,26 @@ bool clsUserPropertyStore::Run(std::string_view sql,
         mLastError = clsStatus::Error(clsStatus::Code::Invalid, "the user properties are not open");
         return false;
     }
-    sqlite3_stmt* raw = nullptr;
-    if (sqlite3_prepare_v2(mDb, sql.data(), static_cast<int>(sql.size()), &raw, nullptr) !=
-        SQLITE_OK) {
-        mLastError = clsStatus::Error(clsStatus::Code::Database, sqlite3_errmsg(mDb),
-                                      sqlite3_extended_errcode(mDb));
-        return false;
+    auto prepared = mStatements.find(sql);
+    if (prepared == mStatements.end()) {
+        sqlite3_stmt* made = nullptr;
+        if (sqlite3_prepare_v3(mDb, sql.data(), static_cast<int>(sql.size()),
+                               SQLITE_PREPARE_PERSISTENT, &made, nullptr) != SQLITE_OK) {
+            mLastError = clsStatus::Error(clsStatus::Code::Database, sqlite3_errmsg(mDb),
+                                          sqlite3_extended_errcode(mDb));
+            return false;
+        }
+        prepared = mStatements.emplace(std::string(sql), Statement(made)).first;
     }
-    Statement statement(raw);
+    sqlite3_stmt* raw = prepared->second.get();
     int index = 1;
     for (std::string_view value : values) {
         sqlite3_bind_text64(raw, index++, value.data(), value.size(), SQLITE_TRANSIENT,
                             SQLITE_UTF8);
     }
-    if (sqlite3_step(raw) != SQLITE_DONE) {
+    const int stepped = sqlite3_step(raw);
+    sqlite3_reset(raw);  // the next use starts afresh, and no statement is left open
+    if (stepped != SQLITE_DONE) {
         mLastError = clsStatus::Error(clsStatus::Code::Database, sqlite3_errmsg(mDb),
                                       sqlite3_extended_errcode(mDb));
         return false;
@@ -118,7 +183,7 @@ bool clsUserPropertyStore::Refresh() {
 
 std::optional<clsUserPropertyValue> clsUserPropertyStore::Find(std::string_view itemKey,
                                                                std::string_view name) {
-    Refresh();
+    RefreshOutsideBatch();
     const auto item = mCache.find(itemKey);
     if (item == mCache.end()) {
         return std::nullopt;
@@ -133,9 +198,10 @@ std::optional<clsUserPropertyValue> clsUserPropertyStore::Find(std::string_view 
 bool clsUserPropertyStore::Set(std::string_view itemKey, std::string_view name,
                                const clsUserPropertyValue& value) {
     const std::string type = std::to_string(static_cast<int>(value.Type));
-    if (!Run("INSERT INTO Properties (ItemKey, Name, Type, Value) VALUES (?, ?, ?, ?) ON CONFLICT "
-             "(ItemKey, Name) DO UPDATE SET Type=excluded.Type, Value=excluded.Value",
-             {itemKey, name, type, value.Text})) {
+    if (!Write(
+            "INSERT INTO Properties (ItemKey, Name, Type, Value) VALUES (?, ?, ?, ?) ON CONFLICT "
+            "(ItemKey, Name) DO UPDATE SET Type=excluded.Type, Value=excluded.Value",
+            {itemKey, name, type, value.Text})) {
         return false;
     }
     auto& properties = mCache[std::string(itemKey)];
@@ -148,7 +214,7 @@ bool clsUserPropertyStore::Set(std::string_view itemKey, std::string_view name,
 }
 
 bool clsUserPropertyStore::Remove(std::string_view itemKey, std::string_view name) {
-    if (!Run("DELETE FROM Properties WHERE ItemKey=? AND Name=?", {itemKey, name})) {
+    if (!Write("DELETE FROM Properties WHERE ItemKey=? AND Name=?", {itemKey, name})) {
         return false;
     }
     if (const auto item = mCache.find(itemKey); item != mCache.end()) {
@@ -158,7 +224,7 @@ bool clsUserPropertyStore::Remove(std::string_view itemKey, std::string_view nam
 }
 
 clsUserPropertyStore::Properties clsUserPropertyStore::All(std::string_view itemKey) {
-    Refresh();
+    RefreshOutsideBatch();
     Properties all;
     if (const auto item = mCache.find(itemKey); item != mCache.end()) {
         for (const auto& [folded, property] : item->second) {
@@ -169,9 +235,9 @@ clsUserPropertyStore::Properties clsUserPropertyStore::All(std::string_view item
 }
 
 bool clsUserPropertyStore::CopyAll(std::string_view fromKey, std::string_view toKey) {
-    if (!Run("INSERT OR REPLACE INTO Properties (ItemKey, Name, Type, Value) SELECT ?, Name, "
-             "Type, Value FROM Properties WHERE ItemKey=?",
-             {toKey, fromKey})) {
+    if (!Write("INSERT OR REPLACE INTO Properties (ItemKey, Name, Type, Value) SELECT ?, Name, "
+               "Type, Value FROM Properties WHERE ItemKey=?",
+               {toKey, fromKey})) {
         return false;
     }
     if (const auto item = mCache.find(fromKey); item != mCache.end()) {
@@ -181,7 +247,7 @@ bool clsUserPropertyStore::CopyAll(std::string_view fromKey, std::string_view to
 }
 
 bool clsUserPropertyStore::RemoveAll(std::string_view itemKey) {
-    if (!Run("DELETE FROM Properties WHERE ItemKey=?", {itemKey})) {
+    if (!Write("DELETE FROM Properties WHERE ItemKey=?", {itemKey})) {
         return false;
     }
     if (const auto item = mCache.find(itemKey); item != mCache.end()) {
@@ -194,7 +260,7 @@ bool clsUserPropertyStore::Rename(std::string_view fromKey, std::string_view toK
     if (fromKey == toKey) {
         return true;
     }
-    if (!Run("UPDATE OR REPLACE Properties SET ItemKey=? WHERE ItemKey=?", {toKey, fromKey})) {
+    if (!Write("UPDATE OR REPLACE Properties SET ItemKey=? WHERE ItemKey=?", {toKey, fromKey})) {
         return false;
     }
     if (const auto item = mCache.find(fromKey); item != mCache.end()) {

@@ -31,9 +31,12 @@ bool EqualNoCase(std::string_view a, std::string_view b) {
                       [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });
 }
 
-bool IsIgnored(std::string_view token) {
-    return std::any_of(kIgnoredWords.begin(), kIgnoredWords.end(),
-                       [token](std::string_view word) { return EqualNoCase(token, word); });
+// Neither an ignored word nor the pseudo-token of the version row, which must stay the only row
+// of its name.
+bool IsCounted(std::string_view token) {
+    return std::none_of(kIgnoredWords.begin(), kIgnoredWords.end(),
+                        [token](std::string_view word) { return EqualNoCase(token, word); }) &&
+           !EqualNoCase(token, clsCorpus::kVersionToken);
 }
 
 std::int32_t Saturated(std::int64_t count) {
@@ -41,16 +44,21 @@ std::int32_t Saturated(std::int64_t count) {
         count, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
 }
 
-// The tokeniser makes no cell that needs quotes; a token given to AddToken might.
-std::string FileCell(std::string_view token) {
+// One "token, count" line. The tokeniser makes no cell that needs quotes; a token given to
+// AddToken might.
+void AppendFileLine(std::string& text, std::string_view token, std::int32_t count) {
     if (token.find_first_of(",\"\r\n") == std::string_view::npos) {
-        return std::string(token);
+        text.append(token);
+    } else {
+        text.push_back('"');
+        for (char c : token) {
+            text.append(c == '"' ? 2 : 1, c);
+        }
+        text.push_back('"');
     }
-    std::string cell = "\"";
-    for (char c : token) {
-        cell.append(c == '"' ? 2 : 1, c);
-    }
-    return cell + "\"";
+    char number[16];
+    const char* end = std::to_chars(number, number + sizeof number, count).ptr;
+    text.append(", ").append(number, static_cast<std::size_t>(end - number)).append("\r\n");
 }
 
 std::optional<std::int64_t> WholeNumber(std::string_view text) {
@@ -86,8 +94,7 @@ void clsCorpus::Merge(std::string_view token, std::int64_t count) {
 
 void clsCorpus::AddToken(std::string_view token) {
     token = Trimmed(token);
-    // The version row must stay the only one of its name, so the pseudo-token is never counted.
-    if (!IsIgnored(token) && !EqualNoCase(token, kVersionToken)) {
+    if (IsCounted(token)) {
         try {
             Merge(token, 1);
         } catch (const std::exception& error) {
@@ -96,9 +103,25 @@ void clsCorpus::AddToken(std::string_view token) {
     }
 }
 
+// AddToken for every token, the text lower-cased whole (case moves no token's bounds) and its
+// tokens counted as one run, so that their table slots are fetched ahead. No token holds a line
+// break or a blank, so the whole text gives the same tokens as its lines do, untrimmed.
 void clsCorpus::ProcessData(std::string_view text) {
-    // No token holds a line break, so the whole text gives the same tokens as its lines do.
-    clsTokenScanner::ForEachToken(text, [this](std::string_view token) { AddToken(token); });
+    try {
+        mLowered.assign(text);
+        std::transform(mLowered.begin(), mLowered.end(), mLowered.begin(), LowerAscii);
+        mRun.clear();
+        clsTokenScanner::ForEachToken(mLowered, [this](std::string_view token) {
+            if (IsCounted(token)) {
+                mRun.push_back({token, clsFlatTable<std::int32_t>::HashOf(token)});
+            }
+        });
+        mCounts.AddEach(mRun, [](std::string_view, std::int32_t& held) {
+            held = Saturated(std::int64_t{held} + 1);
+        });
+    } catch (const std::exception& error) {
+        mLog.AddErrorLog("Corpus->ProcessData", error);
+    }
 }
 
 bool clsCorpus::ProcessFile(const std::filesystem::path& file) {
@@ -138,12 +161,25 @@ std::int32_t clsCorpus::Count(std::string_view token) const {
 }
 
 bool clsCorpus::LoadCorpusDB(classRulesDatabase& db) {
+    return LoadRows(db, "SELECT * FROM " + mName, "LoadCorpusDB");
+}
+
+// The version row's token matches in any case, as Merge takes it (the column folds case too).
+bool clsCorpus::LoadCorpusVersionDB(classRulesDatabase& db) {
+    return LoadRows(
+        db,
+        "SELECT Token, Count FROM " + mName + " WHERE Token='" + std::string(kVersionToken) + "'",
+        "LoadCorpusVersionDB");
+}
+
+bool clsCorpus::LoadRows(classRulesDatabase& db, const std::string& query,
+                         std::string_view member) {
     try {
         mCounts.Clear();
         mCorpusVersion = 0;
-        const std::unique_ptr<clsRecordset> rs = db.GetRS("SELECT * FROM " + mName);
+        const std::unique_ptr<clsRecordset> rs = db.GetRS(query);
         if (!rs) {
-            Fail("LoadCorpusDB", clsStatus::Error(Code::NotFound, "cannot read table " + mName));
+            Fail(member, clsStatus::Error(Code::NotFound, "cannot read table " + mName));
             return false;
         }
         for (; !rs->Eof(); rs->MoveNext()) {
@@ -151,7 +187,7 @@ bool clsCorpus::LoadCorpusDB(classRulesDatabase& db) {
         }
         return true;
     } catch (const std::exception& error) {
-        mLog.AddErrorLog("Corpus->LoadCorpusDB", error);
+        mLog.AddErrorLog("Corpus->" + std::string(member), error);
         return false;
     }
 }
@@ -164,9 +200,10 @@ bool clsCorpus::SaveAsCorpusDB(const std::filesystem::path& file) {
             [&](std::string_view token, std::int32_t count) { sorted.emplace_back(token, count); });
         std::sort(sorted.begin(), sorted.end());
         std::string text(kFileHeading);
-        text.append(kVersionToken).append(", " + std::to_string(mCorpusVersion) + "\r\n");
+        text.reserve(text.size() + sorted.size() * 24);
+        AppendFileLine(text, kVersionToken, mCorpusVersion);
         for (const auto& [token, count] : sorted) {
-            text.append(FileCell(token)).append(", " + std::to_string(count) + "\r\n");
+            AppendFileLine(text, token, count);
         }
         std::ofstream out(file, std::ios::binary | std::ios::trunc);
         if (!out.write(text.data(), static_cast<std::streamsize>(text.size())).flush()) {

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/clsLogFile.h"
 #include "spam/clsFlatTable.h"
@@ -51,6 +52,9 @@ public:
     // Replaces the counts and version with the rows of the table ("SELECT * FROM " + name). A
     // missing table leaves an empty corpus of version 0 (and false).
     bool LoadCorpusDB(classRulesDatabase& db);
+    // Empties the counts and reads only the version row of the table: what clearing a saved
+    // corpus needs. A missing table leaves version 0 (and false).
+    bool LoadCorpusVersionDB(classRulesDatabase& db);
     // Writes the corpus file, tokens in ascending order after the version line.
     bool SaveAsCorpusDB(const std::filesystem::path& file);
     // Writes <dataFolder>/<fileName> and replaces the table's rows with the file's in one
@@ -69,11 +73,16 @@ public:
 private:
     // Adds count to token's entry (saturating), or sets the version for the version row.
     void Merge(std::string_view token, std::int64_t count);
+    // Empties the corpus and merges the rows the query gives (Token and Count columns).
+    bool LoadRows(classRulesDatabase& db, const std::string& query, std::string_view member);
     void Fail(std::string_view member, const clsStatus& status) const;
 
     std::string mName;
     clsLogFile& mLog;
     clsFlatTable<std::int32_t> mCounts;  // keys lower-cased
     std::string mKey;                    // Merge's lower-cased key, kept to save allocations
+    // ProcessData's lower-cased text and its tokens, kept likewise.
+    std::string mLowered;
+    std::vector<clsFlatTable<std::int32_t>::clsHashedKey> mRun;
     std::int32_t mCorpusVersion = 0;
 };

@@ -6,6 +6,7 @@
 // Owned by its user; one thread. Never throws but for allocation failure.
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,13 +19,37 @@ public:
         mSize = 0;
     }
     std::size_t Size() const { return mSize; }
+    // The hash of key, for the forms of Add and Find that take it and for Prefetch.
+    static std::uint64_t HashOf(std::string_view key) {
+        std::uint64_t hash = 14695981039346656037ull;  // FNV-1a
+        for (char c : key) {
+            hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+        }
+        return hash | 1;  // never 0, which marks an empty slot
+    }
+    struct clsHashedKey {
+        std::string_view Key;
+        std::uint64_t Hash;  // HashOf(Key)
+    };
+    // Add for each key in order, calling f(std::string_view key, Value&) with its entry. A table
+    // larger than the cache costs a memory wait per look-up: the run's slots are fetched a few
+    // keys ahead, so the waits overlap.
+    template <class F>
+    void AddEach(std::span<const clsHashedKey> keys, F f) {
+        ForEachAhead(keys, [&](const clsHashedKey& key) { f(key.Key, Add(key.Key, key.Hash)); });
+    }
+    // Find for each key in order, calling f(std::string_view key, Value*), slots fetched ahead.
+    template <class F>
+    void FindEach(std::span<const clsHashedKey> keys, F f) {
+        ForEachAhead(keys, [&](const clsHashedKey& key) { f(key.Key, Find(key.Key, key.Hash)); });
+    }
 
     // The entry of key, made (value-initialised) when missing.
-    Value& Add(std::string_view key) {
+    Value& Add(std::string_view key) { return Add(key, HashOf(key)); }
+    Value& Add(std::string_view key, std::uint64_t hash) {
         if ((mSize + 1) * 2 > mSlots.size()) {  // at most half full keeps the probes short
             Grow();
         }
-        const std::uint64_t hash = HashOf(key);
         clsSlot& slot = mSlots[SlotOf(key, hash)];
         if (slot.Hash == 0) {
             slot.Hash = hash;
@@ -34,14 +59,16 @@ public:
         return slot.Data;
     }
     // Nothing when key is not in the table.
-    Value* Find(std::string_view key) {
-        return const_cast<Value*>(static_cast<const clsFlatTable*>(this)->Find(key));
+    Value* Find(std::string_view key) { return Find(key, HashOf(key)); }
+    const Value* Find(std::string_view key) const { return Find(key, HashOf(key)); }
+    Value* Find(std::string_view key, std::uint64_t hash) {
+        return const_cast<Value*>(static_cast<const clsFlatTable*>(this)->Find(key, hash));
     }
-    const Value* Find(std::string_view key) const {
+    const Value* Find(std::string_view key, std::uint64_t hash) const {
         if (mSize == 0) {
             return nullptr;
         }
-        const clsSlot& slot = mSlots[SlotOf(key, HashOf(key))];
+        const clsSlot& slot = mSlots[SlotOf(key, hash)];
         return slot.Hash != 0 ? &slot.Data : nullptr;
     }
     // Calls f(std::string_view key, const Value&) for every entry, in no set order.
@@ -61,12 +88,26 @@ private:
         Value Data{};
     };
 
-    static std::uint64_t HashOf(std::string_view key) {
-        std::uint64_t hash = 14695981039346656037ull;  // FNV-1a
-        for (char c : key) {
-            hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+    static constexpr std::size_t kFetchAhead = 8;
+
+    template <class F>
+    void ForEachAhead(std::span<const clsHashedKey> keys, F lookUp) {
+        for (std::size_t i = 0; i < keys.size() && i < kFetchAhead; ++i) {
+            Prefetch(keys[i].Hash);
         }
-        return hash | 1;  // never 0, which marks an empty slot
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            if (i + kFetchAhead < keys.size()) {
+                Prefetch(keys[i + kFetchAhead].Hash);
+            }
+            lookUp(keys[i]);
+        }
+    }
+    // Starts loading the slot where the search for the key of hash begins (a table that grows
+    // meanwhile makes it a wasted load, no more).
+    void Prefetch(std::uint64_t hash) const {
+        if (!mSlots.empty()) {
+            __builtin_prefetch(&mSlots[static_cast<std::size_t>(hash) & (mSlots.size() - 1)]);
+        }
     }
     // The slot holding key, or the empty slot where it would go.
     std::size_t SlotOf(std::string_view key, std::uint64_t hash) const {

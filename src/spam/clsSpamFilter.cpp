@@ -168,8 +168,12 @@ double clsSpamFilter::SpamProbability(std::string_view text, std::string* debugT
         const std::string lowered = AsciiLower(text);  // the tokens' case does not matter
         const std::uint32_t serial = ++mTextSerial;
         std::vector<clsRanked> ranked;
+        mRun.clear();  // looked up as one run, so that the table's slots are fetched ahead
         clsTokenScanner::ForEachToken(lowered, [&](std::string_view token) {
-            clsTokenCounts* counts = table.Find(token);  // unknown tokens have no probability
+            mRun.push_back({token, clsTokenTable::HashOf(token)});
+        });
+        table.FindEach(mRun, [&](std::string_view token, clsTokenCounts* counts) {
+            // Unknown tokens have no probability.
             if (!counts || counts->SeenIn == serial) {
                 return;
             }

@@ -172,6 +172,8 @@ private:
     clsTokenTable mTables[2];
     bool mTablesCurrent[2] = {false, false};
     std::uint32_t mTextSerial = 0;
+    // SpamProbability's tokens, kept to save allocations.
+    std::vector<clsTokenTable::clsHashedKey> mRun;
     bool mHeaderRulesLoaded = false;
     bool mLoaded = false;
     bool mHeadersLoaded = false;

@@ -109,11 +109,14 @@ void clsSpamFilter::AddData(clsSide& side, std::string_view body, std::string_vi
 }
 
 // A cleared corpus is a new corpus: its version moves on, so that mail trained into the old one
-// is trained again rather than skipped.
+// is trained again rather than skipped. Corpora not loaded yet are not: only their versions are
+// read, since their tokens would be thrown away.
 void clsSpamFilter::ClearData() {
     try {
-        EnsureLoaded(true);
         for (clsSide* side : {&mGood, &mBad}) {
+            if (!mLoaded) {
+                side->Body.LoadCorpusVersionDB(mDatabase);
+            }
             const std::int32_t version = side->Body.CorpusVersion() + 1;
             for (clsCorpus* corpus : {&side->Body, &side->Headers}) {
                 corpus->ClearDictionary();
@@ -121,6 +124,7 @@ void clsSpamFilter::ClearData() {
             }
             side->Count = 0;
         }
+        mLoaded = mHeadersLoaded = true;
         CountsChanged();
     } catch (const std::exception& error) {
         Fail("ClearData", error);

@@ -1,5 +1,6 @@
 #include "spam/clsSpamTraining.h"
 
+#include "mailhost/clsUserPropertyBatch.h"
 #include "spam/clsParsedItems.h"
 
 bool clsSpamTraining::Build(std::string_view goodFolder, std::string_view badFolder,
@@ -38,6 +39,8 @@ bool clsSpamTraining::Build(std::string_view goodFolder, std::string_view badFol
 
 void clsSpamTraining::TrainFolder(const clsMailFolder& folder, bool good, bool subfolders) {
     try {
+        // The marks of the whole folder in a few transactions rather than one each.
+        clsUserPropertyBatch marks(folder.Store().Properties());
         std::vector<clsItemEntry> untrained = UntrainedEntries(folder, good);
         const long total = static_cast<long>(untrained.size());
         const std::string caption =
@@ -47,6 +50,10 @@ void clsSpamTraining::TrainFolder(const clsMailFolder& folder, bool good, bool s
             mFilter.AddParsedMessage(parsed->Item, parsed->Message, good);
             RefreshCounters();
             mUi.ShowProgress(caption, done, total);
+        }
+        if (!marks.End()) {
+            mLog.AddErrorLog("Build Spam Database (save marks)",
+                             folder.Store().Properties().LastError());
         }
     } catch (const std::exception& error) {
         mLog.AddErrorLog(good ? "Build Spam Database (Good)" : "Build Spam Database (Bad)", error);

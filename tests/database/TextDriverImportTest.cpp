@@ -140,3 +140,59 @@ TEST_F(TextDriverImportTest, AFailedImportInsideATransactionUndoesOnlyItself) {
     ASSERT_TRUE(mDb.ExecuteNative("COMMIT").IsOk());
     EXPECT_EQ(Read("SELECT Header FROM [Spam Headers]"), (Rows{"X-Before", "X-Imported"}));
 }
+
+TEST_F(TextDriverImportTest, LongFilesGoInWholeInOrderWhateverTheirWidth) {
+    struct Case {
+        std::size_t Columns, Rows;
+    };
+    // Row counts around the rows that share one statement, and a table so wide that fewer do.
+    for (const Case& c : {Case{3, 1}, Case{3, 63}, Case{3, 64}, Case{3, 65}, Case{3, 300},
+                          Case{40, 30}, Case{40, 95}}) {
+        SCOPED_TRACE(std::to_string(c.Columns) + " columns, " + std::to_string(c.Rows) + " rows");
+        std::string create = "CREATE TABLE Wide (ID INTEGER PRIMARY KEY AUTOINCREMENT";
+        std::string text;
+        Rows expected;
+        for (std::size_t column = 0; column < c.Columns; ++column) {
+            create += ", C" + std::to_string(column) + " TEXT";
+            text += (column ? ", C" : "C") + std::to_string(column);
+        }
+        ASSERT_TRUE(mDb.ExecuteNative("DROP TABLE IF EXISTS Wide").IsOk());
+        ASSERT_TRUE(mDb.ExecuteNative(create + ")").IsOk());
+        for (std::size_t row = 1; row <= c.Rows; ++row) {
+            // Every seventh row stops after its first cell: the rest are Null.
+            const std::size_t cells = row % 7 == 0 ? 1 : c.Columns;
+            std::string line = std::to_string(row);
+            text += "\r\n";
+            for (std::size_t column = 0; column < c.Columns; ++column) {
+                const std::string cell = "r" + std::to_string(row) + "c" + std::to_string(column);
+                text += column < cells ? (column ? ", " : "") + cell : "";
+                line += "|" + (column < cells ? cell : "<null>");
+            }
+            expected.push_back(line);
+        }
+        WriteFile("wide.csv", text + "\r\n");
+        long affected = 0;
+        ASSERT_TRUE(Import("Wide", "wide.csv", affected).IsOk());
+        EXPECT_EQ(affected, static_cast<long>(c.Rows));
+        EXPECT_EQ(Read("SELECT * FROM Wide ORDER BY ID"), expected);
+    }
+}
+
+TEST_F(TextDriverImportTest, ARefusedRowFarIntoAFileIsNamedAndNothingGoesIn) {
+    for (const int refused : {2, 64, 65, 130, 200}) {
+        SCOPED_TRACE(refused);
+        std::string text = "Header";
+        for (int row = 1; row <= 200; ++row) {
+            text += "\r\nX-" + std::to_string(row == refused ? 1 : row);  // a second X-1
+        }
+        WriteFile("h.csv", text);
+        long affected = -1;
+        const clsStatus status = Import("Spam Headers", "h.csv", affected);
+        EXPECT_EQ(status.GetCode(), Code::Database);
+        EXPECT_NE(status.Description().find("row " + std::to_string(refused) + ":"),
+                  std::string::npos)
+            << status.Description();
+        EXPECT_EQ(affected, 0);
+        EXPECT_EQ(Read("SELECT COUNT(*) FROM [Spam Headers]"), Rows{"0"});
+    }
+}

@@ -162,6 +162,30 @@ TEST_F(SpamFilterTest, SavedCorporaComeBackWithCountsAndVersionsAndClearingMoves
     EXPECT_EQ(cleared.BadCorpusVersion(), version + 1);
 }
 
+TEST_F(SpamFilterTest, ClearingSavedCorporaNeverLoadedMovesEachSidesOwnVersionOn) {
+    Train(false, "offer", 7, 12);
+    Filter->AddGoodData("meeting", Repeated("X-Mailer: mutt\r\n", 5) + "\r\n");
+    ASSERT_TRUE(Filter->SaveTokenDatabase());
+    clsDatabaseFixture::Run("UPDATE Bad_Corpus SET Count=8 WHERE Token='Corpus_Version'");
+    {
+        clsSpamFilter fresh(Db, Log, Folder.Path());  // nothing loaded before the clearing
+        fresh.ClearData();
+        EXPECT_EQ(fresh.BadCorpusVersion(), 9);
+        fresh.AddGoodData("", "");
+        fresh.AddBadData("offer", "");
+        EXPECT_EQ(fresh.GoodTokenCount(), 0u);
+        EXPECT_EQ(fresh.TokenProbability("x-mailer", true), -1);  // the headers are gone too
+        ASSERT_TRUE(fresh.SaveTokenDatabase());
+    }
+    clsSpamFilter cleared(Db, Log, Folder.Path());
+    EXPECT_EQ(cleared.GoodCorpusVersion(), 1);
+    EXPECT_EQ(cleared.BadCorpusVersion(), 9);
+    EXPECT_EQ(cleared.BadCount(), 1);
+    EXPECT_EQ(Scalar("SELECT Count FROM Bad_Corpus WHERE Token='offer'"), "1");
+    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM Good_Headers WHERE Token<>'Corpus_Version'"), "0");
+    EXPECT_EQ(Scalar("SELECT Count FROM Bad_Headers WHERE Token='Corpus_Version'"), "9");
+}
+
 TEST_F(SpamFilterTest, BalanceScalesTheSmallerSideUpToTheLargerOne) {
     Train(false, "rare", 3, 10);
     PadTo(40, 10);

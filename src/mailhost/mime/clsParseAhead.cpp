@@ -7,7 +7,7 @@ clsParseAhead::clsParseAhead() {
     try {
         mWorker = std::thread([this] { Work(); });
     } catch (const std::system_error&) {
-        // No thread to be had: Take parses each message itself.
+        // No thread to be had: Take parses every message itself.
     }
 }
 
@@ -26,7 +26,7 @@ void clsParseAhead::Add(std::string rawMessage) {
     {
         const std::lock_guard<std::mutex> lock(mLock);
         mJobs.push_back({std::move(rawMessage), std::nullopt});
-        ++mUnparsed;
+        ++mUnclaimed;
     }
     ++mPending;
     mWorkArrived.notify_one();
@@ -37,34 +37,43 @@ clsMimeMessage clsParseAhead::Take() {
     if (mJobs.empty()) {
         return clsMimeMessage::Parse({});
     }
-    if (!mWorker.joinable() && !mJobs.front().Parsed) {
-        mJobs.front().Parsed = clsMimeMessage::Parse(mJobs.front().Raw);
-        --mUnparsed;
+    // Waiting is wasted: while messages are left unclaimed the caller parses one itself, so
+    // both threads parse when parsing is what holds the work up (and the caller alone does so
+    // when no worker could be started).
+    while (!mJobs.front().Parsed) {
+        if (mUnclaimed > 0) {
+            ParseNext(lock);
+        } else {
+            mWorkDone.wait(lock);
+        }
     }
-    mWorkDone.wait(lock, [this] { return mJobs.front().Parsed.has_value(); });
     clsMimeMessage message = std::move(*mJobs.front().Parsed);
     mJobs.pop_front();
     --mPending;
     return message;
 }
 
-// Parses outside the lock: the user adds and takes meanwhile. The job's place in the deque stays
-// put while it is unparsed, since only parsed jobs are taken from the front.
 void clsParseAhead::Work() {
     std::unique_lock<std::mutex> lock(mLock);
     while (true) {
-        mWorkArrived.wait(lock, [this] { return mStopping || mUnparsed > 0; });
+        mWorkArrived.wait(lock, [this] { return mStopping || mUnclaimed > 0; });
         if (mStopping) {
             return;
         }
-        clsJob& job = mJobs[mJobs.size() - mUnparsed];
-        const std::string raw = std::move(job.Raw);
-        lock.unlock();
-        clsMimeMessage parsed = clsMimeMessage::Parse(raw);
-        lock.lock();
-        // push_back may have moved the deque's blocks but never its elements: job stays valid.
-        job.Parsed = std::move(parsed);
-        --mUnparsed;
-        mWorkDone.notify_one();
+        ParseNext(lock);
     }
+}
+
+// Parses outside the lock: the user adds and takes meanwhile. The job's place in the deque stays
+// put while it is unparsed, since only parsed jobs are taken from the front, and push_back may
+// move the deque's blocks but never its elements.
+void clsParseAhead::ParseNext(std::unique_lock<std::mutex>& lock) {
+    clsJob& job = mJobs[mJobs.size() - mUnclaimed];
+    --mUnclaimed;
+    const std::string raw = std::move(job.Raw);
+    lock.unlock();
+    clsMimeMessage parsed = clsMimeMessage::Parse(raw);
+    lock.lock();
+    job.Parsed = std::move(parsed);
+    mWorkDone.notify_one();
 }

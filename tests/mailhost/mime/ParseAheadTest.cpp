@@ -16,7 +16,7 @@ std::string Message(int n) {
 
 TEST(ParseAhead, GivesEachMessageAsParseDoesInTheOrderAdded) {
     // Takes interleaved with adds, and runs of adds far ahead of the takes.
-    for (const int ahead : {1, 3, 50}) {
+    for (const int ahead : {1, 3, 50, 120}) {
         SCOPED_TRACE(ahead);
         clsParseAhead parser;
         int added = 0;
