@@ -20,10 +20,8 @@ readonly root=$PWD
 readonly train_ham=easy-ham-1 train_spam=spam-1
 readonly check_folders=(easy-ham-2 hard-ham-1 spam-2)
 
-die() {
-    echo "spam-bench: $*" >&2
-    exit 1
-}
+readonly bench=spam-bench
+source bench/bench-common.sh
 
 keep=false
 case "${1:-}" in
@@ -43,18 +41,6 @@ install_missing() {
         die "cannot install the package time (/usr/bin/time measures peak memory)"
     fi
     [ -x /usr/bin/time ] || die "/usr/bin/time is still missing"
-}
-
-build_corvel() {
-    echo "== Building Corvel (Release, build-release/)"
-    { cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release &&
-        cmake --build build-release --target corvel; } >"$work/build.log" 2>&1 || {
-        tail -n 40 "$work/build.log" >&2
-        die "the Release build failed (the lines above are the end of its log)"
-    }
-    corvel="$root/build-release/corvel"
-    "$corvel" --help | grep -qE '^ +spam ' ||
-        die "this Corvel has no 'spam' command yet: nothing to measure"
 }
 
 prepare_corpus() {
@@ -134,7 +120,7 @@ mkdir -p "$results"
 
 install_missing
 command -v bogofilter >/dev/null || die "bogofilter is missing after scripts/install-deps.sh"
-build_corvel
+build_corvel spam
 prepare_corpus
 run_bogofilter
 run_corvel

@@ -152,44 +152,6 @@ std::string Joined(const std::vector<std::string>& words, size_t from = 0) {
     return text;
 }
 
-// The `corvel rules add` arguments of a rule.
-std::vector<std::string> AddArguments(const clsRuleSpec& rule, const std::string& templateID) {
-    std::vector<std::string> args{"rules", "add", "--priority", std::to_string(rule.Priority)};
-    const std::string reply = rule.AutoReply ? templateID : "";
-    for (const auto& [flag, value] : {std::pair{"--from", &rule.From},
-                                      {"--to", &rule.To},
-                                      {"--subject", &rule.Subject},
-                                      {"--body", &rule.Body},
-                                      {"--copy-to", &rule.CopyTo},
-                                      {"--move-to", &rule.MoveTo},
-                                      {"--importance", &rule.Importance},
-                                      {"--forward", &rule.Forward},
-                                      {"--autoreply", &reply}}) {
-        if (!value->empty()) {
-            args.insert(args.end(), {flag, *value});
-        }
-    }
-    for (const auto& [flag, on] : {std::pair{"--mark-read", rule.MarkRead},
-                                   {"--delete", rule.Delete},
-                                   {"--stop", rule.Stop},
-                                   {"--outgoing", rule.Outgoing},
-                                   {"--disabled", rule.Disabled}}) {
-        if (on) {
-            args.emplace_back(flag);
-        }
-    }
-    return args;
-}
-
-clsMessageFacts FactsOf(const clsMimeMessage& mime) {
-    clsMessageFacts facts{
-        mime.Sender().Address, {}, mime.Subject(), mime.Body(), mime.GetImportance()};
-    for (const clsMailAddress& recipient : mime.Recipients()) {
-        facts.Recipients.push_back(recipient.Address);
-    }
-    return facts;
-}
-
 // The first messages of each corpus part in file-name order, leaving out any whose subject and
 // body repeat an earlier one's: such twins could not be told apart afterwards, and a copy of the
 // second would rightly be refused as a duplicate.
@@ -197,12 +159,7 @@ std::vector<clsCorpusMessage> SelectMessages(const std::filesystem::path& corpus
     std::vector<clsCorpusMessage> chosen;
     std::set<std::string> seen;
     for (const auto& [part, count] : kCorpusParts) {
-        std::vector<std::filesystem::path> files;
-        for (const auto& entry :
-             std::filesystem::directory_iterator(corpus / ("." + std::string(part)) / "cur")) {
-            files.push_back(entry.path());
-        }
-        std::sort(files.begin(), files.end());
+        const auto files = SortedFiles(corpus / ("." + std::string(part)) / "cur");
         size_t taken = 0;
         for (size_t i = 0; i < files.size() && taken < count; ++i) {
             std::string raw = ReadWholeFile(files[i]);
@@ -217,43 +174,25 @@ std::vector<clsCorpusMessage> SelectMessages(const std::filesystem::path& corpus
     return chosen;
 }
 
-void CollectFolder(const clsMailFolder& folder, std::vector<clsFoundItem>& found) {
-    const clsMailItems items = folder.Items();
-    for (long i = 1; i <= items.Count(); ++i) {
-        const auto item = items.Item(i);
-        if (!item) {
-            continue;
-        }
+// Every item of every folder, read through the mail host as any other program would.
+std::vector<clsFoundItem> ReadMailbox(const std::filesystem::path& root) {
+    std::vector<clsFoundItem> found;
+    ForEachStoredItem(root, [&found](const clsMailFolder& folder, const clsMailItem& item) {
         clsFoundItem& one = found.emplace_back();
         one = {folder.FolderPath(),
-               item->Message().Subject(),
-               item->Message().Body(),
+               item.Message().Subject(),
+               item.Message().Body(),
                {},
-               {folder.FolderPath(), item->UnRead(), item->GetImportance()}};
-        for (const clsMailAddress& recipient : item->Message().Recipients()) {
+               {folder.FolderPath(), item.UnRead(), item.GetImportance()}};
+        for (const clsMailAddress& recipient : item.Message().Recipients()) {
             one.Recipients.push_back(Lower(recipient.Address));
         }
         for (const auto& [name, flag] :
              {std::pair{"RRCV", &one.Processed}, {"RRCreated", &one.Created}}) {
-            const auto value = item->FindUserProperty(name);
+            const auto value = item.FindUserProperty(name);
             *flag = value && !value->Text.empty();
         }
-    }
-    for (const clsMailFolder& child : folder.Folders()) {
-        CollectFolder(child, found);
-    }
-}
-
-// Every item of every folder, read through the mail host as any other program would.
-std::vector<clsFoundItem> ReadMailbox(const std::filesystem::path& root) {
-    clsMailFixture mail;
-    mail.Root = root;
-    mail.OpenStore(false);
-    std::vector<clsFoundItem> found;
-    for (const clsMailFolder& top :
-         mail.Mapi ? mail.Mapi->Folders() : std::vector<clsMailFolder>()) {
-        CollectFolder(top, found);
-    }
+    });
     return found;
 }
 

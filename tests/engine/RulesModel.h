@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "mailhost/clsMailTypes.h"
+#include "mailhost/mime/clsMimeMessage.h"
 
 namespace rules_model {
 
@@ -180,6 +181,46 @@ inline clsOutcome Carry(const std::vector<clsRuleSpec>& rules, const std::vector
     }
     std::sort(outcome.Copies.begin(), outcome.Copies.end());
     return outcome;
+}
+
+// The `corvel rules add` arguments of a rule; templateID answers a rule with AutoReply.
+inline std::vector<std::string> AddArguments(const clsRuleSpec& rule,
+                                             const std::string& templateID = "") {
+    std::vector<std::string> args{"rules", "add", "--priority", std::to_string(rule.Priority)};
+    const std::string reply = rule.AutoReply ? templateID : "";
+    for (const auto& [flag, value] : {std::pair{"--from", &rule.From},
+                                      {"--to", &rule.To},
+                                      {"--subject", &rule.Subject},
+                                      {"--body", &rule.Body},
+                                      {"--copy-to", &rule.CopyTo},
+                                      {"--move-to", &rule.MoveTo},
+                                      {"--importance", &rule.Importance},
+                                      {"--forward", &rule.Forward},
+                                      {"--autoreply", &reply}}) {
+        if (!value->empty()) {
+            args.insert(args.end(), {flag, *value});
+        }
+    }
+    for (const auto& [flag, on] : {std::pair{"--mark-read", rule.MarkRead},
+                                   {"--delete", rule.Delete},
+                                   {"--stop", rule.Stop},
+                                   {"--outgoing", rule.Outgoing},
+                                   {"--disabled", rule.Disabled}}) {
+        if (on) {
+            args.emplace_back(flag);
+        }
+    }
+    return args;
+}
+
+// What the matcher may know of a parsed message.
+inline clsMessageFacts FactsOf(const clsMimeMessage& mime) {
+    clsMessageFacts facts{
+        mime.Sender().Address, {}, mime.Subject(), mime.Body(), mime.GetImportance()};
+    for (const clsMailAddress& recipient : mime.Recipients()) {
+        facts.Recipients.push_back(recipient.Address);
+    }
+    return facts;
 }
 
 }  // namespace rules_model

@@ -91,3 +91,29 @@ struct clsMailFixture : clsTestEnvironment {
         return SubjectsOf(FolderAt(folderID));
     }
 };
+
+template <typename Visit>
+void VisitFolderTree(const clsMailFolder& folder, Visit& visit) {
+    const clsMailItems items = folder.Items();
+    for (long i = 1; i <= items.Count(); ++i) {
+        if (const auto item = items.Item(i)) {
+            visit(folder, *item);
+        }
+    }
+    for (const clsMailFolder& child : folder.Folders()) {
+        VisitFolderTree(child, visit);
+    }
+}
+
+// Calls visit(folder, item) for every item of every folder of the Maildir at root, read through
+// the mail host as any other program would read it.
+template <typename Visit>
+void ForEachStoredItem(const std::filesystem::path& root, Visit visit) {
+    clsMailFixture mail;
+    mail.Root = root;
+    mail.OpenStore(false);
+    for (const clsMailFolder& top :
+         mail.Mapi ? mail.Mapi->Folders() : std::vector<clsMailFolder>()) {
+        VisitFolderTree(top, visit);
+    }
+}

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -45,6 +46,16 @@ inline std::string ReadWholeFile(const std::filesystem::path& file) {
 
 inline void WriteWholeFile(const std::filesystem::path& file, std::string_view text) {
     std::ofstream(file, std::ios::binary) << text;
+}
+
+// The entries of a folder in name order (Maildir file names sort by delivery).
+inline std::vector<std::filesystem::path> SortedFiles(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
 inline std::vector<std::string> ReadLines(const std::filesystem::path& file) {
