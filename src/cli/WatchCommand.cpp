@@ -56,6 +56,12 @@ int ChangeWatched(clsCommandContext& context, const std::string& name, int inter
         context.Out() << (add ? "Watching " : "No longer watching ") << folder->FolderPath()
                       << "\n";
     }
+    if (add && !clsMonitoredFolder::BackgroundCheckOn(context.Engine())) {
+        // The new-mail check misses what arrives after the queue has emptied the folder.
+        context.Out() << "Note: the background check is off, so mail arriving after the folder "
+                         "has been emptied waits for more mail; switch it on with: corvel options "
+                         "set \"Rules Engine\" \"Enable background check\" true\n";
+    }
     return 0;  // the engine's Quit stores the watched folders
 }
 

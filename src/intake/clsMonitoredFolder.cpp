@@ -251,11 +251,14 @@ std::optional<clsMailItem> clsMonitoredFolder::FetchDownwards(const clsMailItems
     return item;
 }
 
+bool clsMonitoredFolder::BackgroundCheckOn(classCorvel& engine) {
+    return engine.RulesDatabase().ReadBooleanOption(kEngineSection, kBackgroundOption, false);
+}
+
 void clsMonitoredFolder::CheckFolder(bool background) {
     mProgress = "Start";
     try {
-        if (background &&
-            !mEngine.RulesDatabase().ReadBooleanOption(kEngineSection, kBackgroundOption, false)) {
+        if (background && !BackgroundCheckOn(mEngine)) {
             return;
         }
         clsLogFile& log = mEngine.CorvelLog();

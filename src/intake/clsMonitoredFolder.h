@@ -55,6 +55,8 @@ public:
     // True when it handled new items.
     bool CheckNew();
     void CheckFolder(bool background);
+    // The stored option that lets the background walk run; off unless the user turns it on.
+    static bool BackgroundCheckOn(classCorvel& engine);
     // Every item from the last to the first; false when the user cancelled.
     bool ProcessAllMessages();
 

@@ -1,5 +1,6 @@
-// The mail commands of the corvel binary end to end: profiles, folders, items, show.
+// The mail commands of the corvel binary end to end: profiles, folders, items, show, watch.
 #include "CliTestSupport.h"
+#include "cli/clsRunLock.h"
 
 class MailCommands : public clsCorvelCommandTest {};
 
@@ -45,4 +46,21 @@ TEST_F(MailCommands, ProfilesAreAddedShownAndChosen) {
     EXPECT_TRUE(Holds(Run({"--profile", "Nobody", "folders"}).Err, "corvel profile list"));
     EXPECT_NE(Run({"profile", "add", "Bad", "--maildir", "x", "--transport", "ftp://x"}).ExitCode,
               0);
+}
+
+TEST_F(MailCommands, WatchedFoldersAreChangedOnlyWhileNoDaemonRuns) {
+    const std::string added = Must({"watch", "add", "Inbox"});
+    EXPECT_TRUE(Holds(added, "Watching \\\\Mailbox\\Inbox\n")) << added;
+    EXPECT_TRUE(Holds(added, "\"Enable background check\" true")) << "no hint while it is off";
+    Must({"options", "set", "Rules Engine", "Enable background check", "true"});
+    EXPECT_EQ(Must({"watch", "add", "Inbox", "--interval", "40"}),
+              "\\\\Mailbox\\Inbox is watched already; interval now 40 s\n");
+    EXPECT_EQ(Must({"watch", "list"}), "\\\\Mailbox\\Inbox\t40 s\n");
+
+    clsRunLock daemon(DataFolder());  // what `corvel run` holds while it works
+    ASSERT_TRUE(daemon.Acquire());
+    const clsRun refused = Run({"watch", "remove", "Inbox"});
+    EXPECT_EQ(refused.ExitCode, 1);
+    EXPECT_TRUE(Holds(refused.Err, "process " + std::to_string(getpid()))) << refused.Err;
+    EXPECT_EQ(Must({"watch", "list"}), "\\\\Mailbox\\Inbox\t40 s\n");
 }
