@@ -1,35 +1,15 @@
 // The settings store when things go wrong or happen at once: processes writing the same file
-// together, damaged files, places that cannot be written, and where the files live.
+// together, damaged files and places that cannot be written.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "foundation/clsRegistryAccess.h"
 #include "support/TestSupport.h"
-
-namespace {
-
-// Sets an environment variable (nullptr: unsets it) for one scope and puts the old value back.
-struct clsScopedVariable {
-    clsScopedVariable(const char* name, const char* value) : Name(name) {
-        if (const char* old = std::getenv(name)) {
-            Old = old;
-        }
-        Set(value);
-    }
-    ~clsScopedVariable() { Set(Old ? Old->c_str() : nullptr); }
-    void Set(const char* value) const { value ? ::setenv(Name, value, 1) : ::unsetenv(Name); }
-    const char* Name;
-    std::optional<std::string> Old;
-};
-
-}  // namespace
 
 TEST(RegistryDurability, ProcessesWritingTheSameFileAtOnceLoseNothing) {
     clsTempFolder folder;
@@ -126,20 +106,5 @@ TEST(RegistryDurability, AnUnwritablePlaceMakesWritesFailWithoutThrowing) {
         EXPECT_FALSE(registry.ImportFromReg(folder / "in.reg"));
         EXPECT_FALSE(registry.ExportToReg(file.parent_path() / "out.reg", "HKCU"));
         EXPECT_EQ(registry.ReadString("HKCU", "Software", "a", "default"), "default");
-    }
-}
-
-TEST(RegistryLocations, FilesFollowTheXdgConfigFolder) {
-    using Row = std::pair<const char*, std::filesystem::path>;
-    for (const auto& [xdgConfigHome, folder] :
-         {Row{"/x/cfg", "/x/cfg/corvel"}, Row{nullptr, "/home/ann/.config/corvel"},
-          Row{"relative/cfg", "/home/ann/.config/corvel"}}) {
-        SCOPED_TRACE(xdgConfigHome == nullptr ? "(unset)" : xdgConfigHome);
-        clsScopedVariable home("HOME", "/home/ann");
-        clsScopedVariable configHome("XDG_CONFIG_HOME", xdgConfigHome);
-        const clsRegistryLocations locations = clsRegistryLocations::FromEnvironment();
-        EXPECT_EQ(locations.Files.at(RegistryRoot::CurrentUser), folder / "registry.reg");
-        EXPECT_EQ(locations.Files.at(RegistryRoot::LocalMachine), "/etc/corvel/registry.reg");
-        EXPECT_EQ(locations.Files.size(), 7U);
     }
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "foundation/clsRegistryParser.h"
@@ -11,33 +10,12 @@
 namespace {
 
 using Kind = clsRegistryChange::Kind;
-using Bytes = std::vector<std::uint8_t>;
 
 clsRegistryScript ParseOneValue(std::string_view valueLine) {
     return clsRegistryParser::Parse("REGEDIT4\n\n[HKCU\\K]\n" + std::string(valueLine) + "\n");
 }
 
 }  // namespace
-
-TEST(RegistryParserValues, ReadsEachWayOfWritingAValue) {
-    using Row = std::tuple<std::string_view, std::string_view, clsRegistryData>;
-    for (const auto& [line, name, expected] :
-         {Row{R"(@="default")", "", std::string("default")},
-          Row{R"("say \"hi\""="C:\\temp\\")", "say \"hi\"", std::string("C:\\temp\\")},
-          Row{R"("a"="C:\temp")", "a", std::string("C:\\temp")},
-          Row{R"("a"="two\nlines\r")", "a", std::string("two\nlines\r")},
-          Row{R"("a"=DWORD:FFFFFFFF)", "a", 0xFFFFFFFFU}, Row{R"("a"=&H1F)", "a", 31U},
-          Row{R"("a"=hex:00,1f,A0)", "a", Bytes{0x00, 0x1F, 0xA0}},
-          Row{R"("a"=hex: 0x01 , &HfF)", "a", Bytes{0x01, 0xFF}}}) {
-        SCOPED_TRACE(line);
-        const clsRegistryScript script = ParseOneValue(line);
-        EXPECT_TRUE(script.Problems.empty());
-        ASSERT_EQ(script.Changes.size(), 2U);
-        EXPECT_EQ(script.Changes[1].What, Kind::SetValue);
-        EXPECT_EQ(script.Changes[1].ValueName, name);
-        EXPECT_EQ(script.Changes[1].Data, expected);
-    }
-}
 
 TEST(RegistryParserValues, SkipsWhatItCannotReadAndSaysWhy) {
     using Row = std::pair<std::string_view, std::string_view>;
