@@ -16,8 +16,6 @@ TEST(JetTranslator, RewritesJetOnlySyntaxAndLeavesTheRest) {
     for (const Rewrite& c :
          {Rewrite{R"(SELECT * FROM Rules WHERE Name = "ab'c""d")",
                   R"(SELECT * FROM Rules WHERE Name = 'ab''c"d')"},
-          Rewrite{R"(SELECT "")", "SELECT ''"},
-          Rewrite{"WHERE D = #01/02/2003 10:30:05#", "WHERE D = '2003-01-02 10:30:05'"},
           Rewrite{"WHERE D < #1/2/2003#", "WHERE D < '2003-01-02 00:00:00'"},
           Rewrite{"WHERE D < #2/29/2004 1:05:09 PM#", "WHERE D < '2004-02-29 13:05:09'"},
           Rewrite{"WHERE D < #2/29/2000 12:00 am#", "WHERE D < '2000-02-29 00:00:00'"},
@@ -27,7 +25,6 @@ TEST(JetTranslator, RewritesJetOnlySyntaxAndLeavesTheRest) {
                   "SELECT jet_left(Path, 3), jet_left (Path,1) FROM F"},
           Rewrite{"SELECT * FROM A LEFT JOIN B ON A.ID = B.ID"},
           Rewrite{"SELECT [Left], [My Table].[ID] FROM [My Table] WHERE [A] = TRUE OR B = FALSE"},
-          Rewrite{"SELECT '#01/02/2003#', '@@identity', 'LEFT(', 'say \"hi\"'"},
           Rewrite{R"(SELECT "#1/2/2003# @@identity LEFT( -- /*")",
                   R"(SELECT '#1/2/2003# @@identity LEFT( -- /*')"},
           Rewrite{"INSERT INTO T VALUES ('x''; DROP TABLE Rules; --')"},

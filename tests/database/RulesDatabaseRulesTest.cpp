@@ -131,11 +131,8 @@ TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRuleAndGone
     EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "2");
 }
 
+// The pieces the rules command shows that the converted rules in the engine's tests do not.
 TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
-    clsRuleRecord arriving = Rule("boss@example.com", "", {MoveTo("\\\\Mailbox\\Inbox\\Boss")});
-    arriving.ToEmail = "d@e.f";
-    arriving.Actions[0].MarkAsRead = true;
-    arriving.Actions.emplace_back().ChangeImportanceTo = "L";
     clsRuleRecord sending = Rule("", "invoice", {MoveTo("Clients"), clsRuleAction{}});
     sending.IncomingRule = false;
     sending.ToEmail = "@client.org";
@@ -145,10 +142,6 @@ TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
     sending.Actions[1].AutoReply = "3";
     sending.Actions[1].ChangeImportanceTo = "h";
     sending.Actions[1].ForwardTo = "me@home.org";
-    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(clsRuleRecord{}), "On arrival,");
-    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(arriving),
-              "On arrival, if from boss@example.com and to d@e.f move to \\\\Mailbox\\Inbox\\Boss, "
-              "mark as read,and change to low importance");
     EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(sending),
               "On sending, if to @client.org if the subject contains invoice if the message "
               "contains due copy to Clients, send autoreplyand change to high importance, "

@@ -7,6 +7,12 @@
 
 namespace {
 
+class clsRecordingText final : public clsTextMirror {
+public:
+    void SetText(std::string text) override { Text = std::move(text); }
+    std::string Text;
+};
+
 std::vector<std::string> RotatedFiles(const std::filesystem::path& folder) {
     std::vector<std::string> names;
     for (const auto& file : SortedFiles(folder)) {
@@ -34,8 +40,10 @@ TEST(LogFileFormat, LinesCarryDayFirstDateAndOptionalPaddedNetworkName) {
     EXPECT_EQ(clsLogFile::RotatedName("Corvel", when), "Corvel Log ending 14-03-08 09.05.17.log");
 }
 
-TEST(LogFileAddLog, FiltersStripsAndSurvivesAMissingFolder) {
+TEST(LogFileAddLog, FiltersStripsMirrorsAndSurvivesAMissingFolder) {
     clsTestEnvironment env;
+    clsRecordingText text;
+    env.Log.SetTextBoxControl(&text);
     env.Log.SetLogDetailLevel(1);
     env.Log.AddLog("first\r\n\r\n", 0);
     env.Log.AddLog("too detailed", 2);
@@ -49,6 +57,7 @@ TEST(LogFileAddLog, FiltersStripsAndSurvivesAMissingFolder) {
     EXPECT_TRUE(std::regex_match(lines[0], std::regex(R"(\d\d/\d\d/\d{4} \d\d:\d\d:\d\d   first)")))
         << lines[0];
     EXPECT_NE(lines[1].find("   last"), std::string::npos);
+    EXPECT_EQ(text.Text, "last");  // the dropped entries reached no mirror either
 
     // A missing folder costs only the entry.
     env.Log.SetPath(env.Folder.Path() / "no" / "such" / "folder");

@@ -80,16 +80,13 @@ TEST(ZipArchive, AFailedWriteLeavesTheOldArchiveAndNoTemporaryFile) {
     using Row = std::pair<std::vector<clsZipArchive::Entry>, Code>;
     for (const auto& [entries, expected] :
          {Row{{{"a.txt", temp.Path() / "missing.txt"}}, Code::NotFound},
-          Row{{{"../a.txt", a}}, Code::Invalid}, Row{{{"a.txt", a}, {"a.txt", a}}, Code::Io},
-          Row{{}, Code::Invalid}}) {
+          Row{{{"../a.txt", a}}, Code::Invalid}, Row{{{"a.txt", a}, {"a.txt", a}}, Code::Io}}) {
         SCOPED_TRACE(entries.empty() ? std::string("none") : entries.front().Name);
         const clsStatus status = clsZipArchive(target).Write(entries);
         EXPECT_EQ(status.GetCode(), expected) << status.Description();
         EXPECT_EQ(ReadWholeFile(target), "the old archive");
         EXPECT_EQ(Listing(temp.Path()), (Strings{"a.txt", "rules.zip"}));
     }
-    EXPECT_FALSE(
-        clsZipArchive(temp.Path() / "no" / "such" / "folder.zip").Write({{"a.txt", a}}).IsOk());
 }
 
 TEST(ZipArchive, HostileEntriesAreRefusedBeforeAnythingIsWritten) {
@@ -150,8 +147,6 @@ TEST(ZipArchive, DamagedForeignOrOversizedFilesFailCleanly) {
         EXPECT_EQ(status.GetCode(), Code::Corrupt) << status.Description();
         EXPECT_TRUE(Listing(out).empty());
     }
-    EXPECT_EQ(clsZipArchive(temp.Path() / "missing.zip").ExtractTo(temp.Path()).GetCode(),
-              Code::NotFound);
     // The sum of the unpacked sizes is held to the limit, whatever the entries claim singly.
     WriteRawArchive(temp.Path() / "bomb.zip", {{"a", std::string(600, 'a')}, {"b", "bb"}});
     const fs::path out = temp.Path() / "damaged";
