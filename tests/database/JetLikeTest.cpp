@@ -13,15 +13,14 @@ TEST(JetLike, MatchesAsJetDoes) {
     using LikeCase = std::tuple<std::string_view, std::string_view, bool>;
     for (const auto& [pattern, text, matches] :
          {// wildcards; "?" is one character of however many bytes
-          LikeCase{"", "", true}, LikeCase{"*", "", true}, LikeCase{"a*", "ABC", true},
-          LikeCase{"a*b*c", "aXbY", false}, LikeCase{"*ab*abc", "abababc", true},
-          LikeCase{"%a%b%", "xxbxxa", false}, LikeCase{"a?c", "ac", false},
-          LikeCase{"a_c", "aXc", true}, LikeCase{"a?c", "aäc", true},
+          LikeCase{"*", "", true}, LikeCase{"a*", "ABC", true}, LikeCase{"a*b*c", "aXbY", false},
+          LikeCase{"*ab*abc", "abababc", true}, LikeCase{"%a%b%", "xxbxxa", false},
+          LikeCase{"a?c", "ac", false}, LikeCase{"a_c", "aXc", true}, LikeCase{"a?c", "aäc", true},
           LikeCase{"a??c", "aäc", false}, LikeCase{"#", "5", true}, LikeCase{"#", "a", false},
           // sets
           LikeCase{"[a-f]", "C", true}, LikeCase{"[!a-f]", "c", false},
-          LikeCase{"[!a-f]", "g", true}, LikeCase{"[!abc]", "", false}, LikeCase{"[a-]", "-", true},
-          LikeCase{"[*]", "a", false}, LikeCase{"[]]", "]", true}, LikeCase{"[!]]", "]", false},
+          LikeCase{"[!a-f]", "g", true}, LikeCase{"[!abc]", "", false}, LikeCase{"[*]", "a", false},
+          LikeCase{"[]]", "]", true}, LikeCase{"[!]]", "]", false},
           // the escaping the rules code applies to texts it searches for
           LikeCase{"a[[]b[]][%][_][?][#]*", "a[b]%_?# and more", true},
           LikeCase{"a[[]b[]][%][_][?][#]*", "a[b]%_?5", false},

@@ -121,7 +121,6 @@ TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRuleAndGone
     }
     EXPECT_EQ(folders, (std::vector<std::string>{"Folder1", "Folder2"}));
     EXPECT_EQ(f.Db.GetRuleActions({ids[0]}).size(), 1U);
-    EXPECT_TRUE(f.Db.GetRuleActions({}).empty());
 
     // A deleted rule takes its actions with it and no other rule's.
     f.Db.DeleteRule(ids[1]);

@@ -73,7 +73,6 @@ TEST(RulesDatabaseUpgrade, Version10RulesMoveTheirActionIntoRuleActions) {
     EXPECT_TRUE(first.Actions[0].MarkAsRead);
     ASSERT_EQ(second.Actions.size(), 1U);
     EXPECT_TRUE(second.Actions[0].Copy);
-    EXPECT_FALSE(second.Actions[0].Delete);
     for (const char* dropped : {"TargetFolder", "Copy", "MarkAsRead"}) {
         EXPECT_EQ(f.Scalar(std::string("SELECT ") + dropped + " FROM Rules"), "<none>") << dropped;
     }

@@ -65,7 +65,6 @@ TEST(ZipArchive, WhatIsWrittenUnpacksByteForByte) {
     EXPECT_EQ(Listing(out), (Strings{"Rules.mdb", "notes", "notes/note.txt"}));
     EXPECT_EQ(ReadWholeFile(out / "Rules.mdb"), Binary());
     EXPECT_EQ(ReadWholeFile(out / "notes" / "note.txt"), "line one\r\nline two\n");
-    EXPECT_LT(fs::file_size(temp.Path() / "rules.zip"), 200000u);  // compressed
 
     // A second unpacking into the same folder would replace files: refused, and nothing kept.
     EXPECT_FALSE(archive.ExtractTo(out).IsOk());
