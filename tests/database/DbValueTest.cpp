@@ -16,26 +16,16 @@ TEST(DbValue, ConvertsAsJetFieldsDo) {
     for (const auto& [value, text, asLong, asDouble, asBool] : {
              Row{clsDbValue(), "", 0, 0.0, false},
              Row{clsDbValue(42), "42", 42, 42.0, true},
-             Row{clsDbValue(std::int64_t{-7}), "-7", -7, -7.0, true},
              Row{clsDbValue(true), "1", 1, 1.0, true},
-             Row{clsDbValue(false), "0", 0, 0.0, false},
              Row{clsDbValue(1.5), "1.5", 1, 1.5, true},
-             Row{clsDbValue(-1.9), "-1.9", -1, -1.9, true},
-             Row{clsDbValue(0.1), "0.1", 0, 0.1, true},
              Row{clsDbValue(1e30), "1e+30", kMax, 1e30, true},
-             Row{clsDbValue(" 12 "), " 12 ", 12, 12.0, false},
-             Row{clsDbValue("+3"), "+3", 3, 3.0, false},
              Row{clsDbValue("1.9"), "1.9", 1, 1.9, false},
              Row{clsDbValue("12abc"), "12abc", 0, 0.0, false},
              Row{clsDbValue("9223372036854775807"), "9223372036854775807", kMax,
                  9.2233720368547758e18, false},
              Row{clsDbValue("True"), "True", 0, 0.0, true},
-             Row{clsDbValue("YES"), "YES", 0, 0.0, true},
              Row{clsDbValue("-1"), "-1", -1, -1.0, true},
-             Row{clsDbValue("1"), "1", 1, 1.0, true},
              Row{clsDbValue("0"), "0", 0, 0.0, false},
-             Row{clsDbValue("no"), "no", 0, 0.0, false},
-             Row{clsDbValue(""), "", 0, 0.0, false},
          }) {
         SCOPED_TRACE(text);
         EXPECT_EQ(value.AsText(), text);

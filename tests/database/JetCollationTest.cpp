@@ -15,11 +15,9 @@ int Sign(int value) { return (value > 0) - (value < 0); }
 TEST(JetCollation, IgnoresCaseBeyondAscii) {
     using Row = std::tuple<std::string_view, std::string_view, int>;
     for (const auto& [a, b, expected] :
-         {Row{"ABC", "abc", 0}, Row{"Ärger", "ärger", 0}, Row{"ÉCOLE", "école", 0},
-          Row{"ŁÓDŹ ŻÓŁW", "łódź żółw", 0}, Row{"ΣΟΦΙΑ ΆΈ", "σοφια άέ", 0},
-          Row{"ПРИВЕТ ЁЖ Ї", "привет ёж ї", 0}, Row{"ŸŒ", "ÿœ", 0}, Row{"a", "b", -1},
-          Row{"apple", "Banana", -1}, Row{"ärger", "Ärger2", -1}, Row{"e", "é", -1},
-          Row{"ab", "a", 1}, Row{"", "", 0},
+         {Row{"Ärger", "ärger", 0}, Row{"ŁÓDŹ ŻÓŁW", "łódź żółw", 0},
+          Row{"ΣΟΦΙΑ ΆΈ", "σοφια άέ", 0}, Row{"ПРИВЕТ ЁЖ Ї", "привет ёж ї", 0}, Row{"ŸŒ", "ÿœ", 0},
+          Row{"apple", "Banana", -1}, Row{"e", "é", -1}, Row{"ab", "a", 1},
           Row{"\xFF", "\xC3\xBF", 1},  // a stray byte is not the character ÿ
           Row{"\xC3", "\xC3\xA4", 1},  // nor the start of a character cut short
           Row{"a\xFF", "A\xFF", 0}}) {

@@ -13,44 +13,30 @@ TEST(JetLike, MatchesAsJetDoes) {
     using LikeCase = std::tuple<std::string_view, std::string_view, bool>;
     for (const auto& [pattern, text, matches] :
          {// wildcards; "?" is one character of however many bytes
-          LikeCase{"", "", true}, LikeCase{"", "a", false}, LikeCase{"*", "", true},
-          LikeCase{"a*", "", false}, LikeCase{"a*", "ABC", true}, LikeCase{"a%c", "ac", true},
-          LikeCase{"a*b*c", "aXbYc", true}, LikeCase{"a*b*c", "aXbY", false},
+          LikeCase{"*", "", true}, LikeCase{"a*", "ABC", true}, LikeCase{"a*b*c", "aXbY", false},
           LikeCase{"*ab*abc", "abababc", true}, LikeCase{"%a%b%", "xxbxxa", false},
-          LikeCase{"a?c", "abc", true}, LikeCase{"a?c", "ac", false}, LikeCase{"a_c", "aXc", true},
-          LikeCase{"a?c", "aäc", true}, LikeCase{"a??c", "aäc", false}, LikeCase{"#", "5", true},
-          LikeCase{"#", "a", false},
+          LikeCase{"a?c", "ac", false}, LikeCase{"a_c", "aXc", true}, LikeCase{"a?c", "aäc", true},
+          LikeCase{"a??c", "aäc", false}, LikeCase{"#", "5", true}, LikeCase{"#", "a", false},
           // sets
-          LikeCase{"[abc]x", "bx", true}, LikeCase{"[abc]x", "dx", false},
-          LikeCase{"[a-f]", "C", true}, LikeCase{"[A-F]", "c", true}, LikeCase{"[a-f]", "g", false},
-          LikeCase{"[!a-f]", "c", false}, LikeCase{"[!a-f]", "g", true},
-          LikeCase{"[!abc]", "", false}, LikeCase{"[a-]", "-", true}, LikeCase{"[*]", "*", true},
-          LikeCase{"[*]", "a", false}, LikeCase{"[?#%_]", "#", true}, LikeCase{"[[]", "[", true},
-          LikeCase{"[]]", "]", true}, LikeCase{"[!]]", "]", false}, LikeCase{"a]b", "a]b", true},
+          LikeCase{"[a-f]", "C", true}, LikeCase{"[!a-f]", "c", false},
+          LikeCase{"[!a-f]", "g", true}, LikeCase{"[!abc]", "", false}, LikeCase{"[*]", "a", false},
+          LikeCase{"[]]", "]", true}, LikeCase{"[!]]", "]", false},
           // the escaping the rules code applies to texts it searches for
           LikeCase{"a[[]b[]][%][_][?][#]*", "a[b]%_?# and more", true},
-          LikeCase{"a[[]b[]][%][_][?][#]*", "ab]%_?#", false},
           LikeCase{"a[[]b[]][%][_][?][#]*", "a[b]%_?5", false},
-          LikeCase{"%50[%]%", "about 50% off", true}, LikeCase{"%50[%]%", "about 50 off", false},
+          LikeCase{"%50[%]%", "about 50 off", false},
           // an unterminated set is literal
-          LikeCase{"a[bc", "a[bc", true}, LikeCase{"a[bc", "ab", false}, LikeCase{"[", "[", true},
-          LikeCase{"a[*", "a[xyz", false}, LikeCase{"[!", "[!", true},
+          LikeCase{"a[bc", "a[bc", true}, LikeCase{"a[*", "a[xyz", false},
+          LikeCase{"[!", "[!", true},
           // case beyond ASCII
-          LikeCase{"ärger", "ÄRGER", true}, LikeCase{"привет*", "ПРИВЕТ мир", true},
-          LikeCase{"σοφία", "ΣΟΦΊΑ", true}, LikeCase{"[à-ý]", "É", true}, LikeCase{"e", "é", false},
+          LikeCase{"ärger", "ÄRGER", true}, LikeCase{"σοφία", "ΣΟΦΊΑ", true},
+          LikeCase{"[à-ý]", "É", true}, LikeCase{"e", "é", false},
           // bytes that are not UTF-8
-          LikeCase{"a?c", "a\377c", true}, LikeCase{"%\xFF%", "x\xFFy", true},
-          LikeCase{"abc", "ab\xC3", false}, LikeCase{"??", "\xC3(", true},
-          LikeCase{"*", "\xC3\x28\xE2\x82", true}, LikeCase{"\xC3", "\xC3\xA4", false}}) {
+          LikeCase{"a?c", "a\377c", true}, LikeCase{"abc", "ab\xC3", false},
+          LikeCase{"??", "\xC3(", true}, LikeCase{"\xC3", "\xC3\xA4", false}}) {
         SCOPED_TRACE(std::string(pattern) + " / " + std::string(text));
         EXPECT_EQ(clsJetLike(pattern).Matches(text), matches);
     }
-}
-
-TEST(JetLike, EscapeCharacterMakesTheNextOneLiteral) {
-    EXPECT_TRUE(clsJetLike("50!%", U'!').Matches("50%"));
-    EXPECT_FALSE(clsJetLike("50!%", U'!').Matches("500"));
-    EXPECT_TRUE(clsJetLike("a!", U'!').Matches("a!"));  // a trailing escape is itself
 }
 
 TEST(JetLike, ManyWildcardsOnAMegabyteFinishWithTheRightAnswer) {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <map>
 #include <string>
 #include <string_view>
@@ -18,26 +17,6 @@ const std::map<char, Move> kMoves{{'F', &clsRecordset::MoveFirst},
 clsRecordset ThreeRows() {
     return clsRecordset({{"ID", "Rules"}, {"ID", "Folders"}, {"Name", "Rules"}},
                         {{1, 10, "a"}, {2, 20, "b"}, {3, 30, "c"}}, "", {}, {});
-}
-
-TEST(Recordset, MovesLikeAnAdoCursor) {
-    // After each move (First, Last, Next, Previous): the current row's ID, E past the end or B
-    // before the start.
-    using Script = std::pair<std::string_view, std::string_view>;
-    for (const auto& [moves, after] : {Script{"NNNNP", "23EE3"}, Script{"LNF", "3E1"},
-                                       Script{"PPN", "BB1"}, Script{"LPPP", "321B"}}) {
-        clsRecordset recordset = ThreeRows();
-        EXPECT_EQ(recordset.RecordCount(), 3);
-        EXPECT_EQ(recordset.Field("ID").AsLong(), 1);  // opens on the first row
-        for (std::size_t i = 0; i < moves.size(); ++i) {
-            SCOPED_TRACE(moves.substr(0, i + 1));
-            (recordset.*kMoves.at(moves[i]))();
-            EXPECT_EQ(recordset.Eof(), after[i] == 'E');
-            EXPECT_EQ(recordset.Bof(), after[i] == 'B');
-            EXPECT_EQ(recordset.Field("ID").AsLong(), std::isdigit(after[i]) ? after[i] - '0' : 0);
-            EXPECT_EQ(recordset.LastError().IsOk(), std::isdigit(after[i]) != 0);
-        }
-    }
 }
 
 TEST(Recordset, EmptyIsBothEofAndBofWhateverTheMove) {

@@ -67,34 +67,9 @@ TEST(RulesDatabaseAddUpdateRule, NewRulesTakeTheirIDAsPriorityAndIdenticalOnesAr
     EXPECT_NE(outgoing.ID, first.ID) << "the direction is part of a rule's identity";
 }
 
-TEST(RulesDatabaseAddUpdateRule, EveryFieldRoundTripsAndUpdatesReplaceThem) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
-    clsRuleRecord rule =
-        Rule("@example.org", "news", {MoveTo("\\\\Mailbox\\News"), MoveTo("Elsewhere")});
-    rule.RuleName = "Newsletters";
-    rule.ToEmail = "me@example.net";
-    rule.BodyContains = "unsubscribe";
-    rule.StopProcessing = true;  // a new rule's stop flag must be stored too
-    rule.Enabled = false;
-    rule.GroupID = f.Db.GetGroupID("Lists");
-    clsRuleAction& action = rule.Actions[0];
-    action.Copy = action.MarkAsRead = action.Delete = true;
-    action.ChangeImportanceTo = "L";
-    action.ForwardTo = "archive@example.net";
-    action.AutoReply = "7";
-    ASSERT_TRUE(f.Db.AddUpdateRule(rule));
-    ExpectStoredAsWritten(f.Db, rule);
-
-    rule.SubjectContains = "Digest";
-    rule.Actions[0].TargetFolder = "\\\\Mailbox\\Digests";
-    ASSERT_TRUE(f.Db.AddUpdateRule(rule));
-    EXPECT_EQ(rule.SubjectContains, "digest");
-    ExpectStoredAsWritten(f.Db, rule);
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "2");
-}
-
-TEST(RulesDatabaseAddUpdateRule, HostileAndHugeTextsAreStoredIntact) {
+// Quotes of both kinds, LIKE's wildcards, non-ASCII letters, an attempt to end the statement early
+// and a megabyte of text, in every text field; updates replace every field.
+TEST(RulesDatabaseAddUpdateRule, EveryFieldRoundTripsIntactAndUpdatesReplaceThem) {
     const std::string hostile =
         "it's \"quoted\" [x] 50% a_b * #1 ÄÖÜ ßœ 日本 x'); DROP TABLE Rules; --";
     std::string huge;
@@ -105,12 +80,25 @@ TEST(RulesDatabaseAddUpdateRule, HostileAndHugeTextsAreStoredIntact) {
         SCOPED_TRACE(text.size());
         clsDatabaseFixture f;
         ASSERT_TRUE(f.Open());
-        clsRuleRecord rule = Rule("", text, {MoveTo(text)});
-        rule.RuleName = text;
-        rule.Actions[0].ForwardTo = text;
-        rule.BodyContains = text;
+        clsRuleRecord rule = Rule(text, text, {MoveTo(text), MoveTo("Elsewhere")});
+        rule.RuleName = rule.ToEmail = rule.BodyContains = text;
+        rule.StopProcessing = true;  // a new rule's stop flag must be stored too
+        rule.Enabled = false;
+        rule.GroupID = f.Db.GetGroupID("Lists");
+        clsRuleAction& action = rule.Actions[0];
+        action.Copy = action.MarkAsRead = action.Delete = true;
+        action.ChangeImportanceTo = "L";
+        action.ForwardTo = text;
+        action.AutoReply = "7";
         ASSERT_TRUE(f.Db.AddUpdateRule(rule));
         ExpectStoredAsWritten(f.Db, rule);  // the subject lower-cased on the way in
+
+        rule.SubjectContains = "Digest";
+        rule.Actions[0].TargetFolder = "\\\\Mailbox\\Digests";
+        ASSERT_TRUE(f.Db.AddUpdateRule(rule));
+        EXPECT_EQ(rule.SubjectContains, "digest");
+        ExpectStoredAsWritten(f.Db, rule);
+        EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "2");
         EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "1") << "the table survived";
     }
 }
@@ -133,7 +121,6 @@ TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRuleAndGone
     }
     EXPECT_EQ(folders, (std::vector<std::string>{"Folder1", "Folder2"}));
     EXPECT_EQ(f.Db.GetRuleActions({ids[0]}).size(), 1U);
-    EXPECT_TRUE(f.Db.GetRuleActions({}).empty());
 
     // A deleted rule takes its actions with it and no other rule's.
     f.Db.DeleteRule(ids[1]);
@@ -143,11 +130,8 @@ TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRuleAndGone
     EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "2");
 }
 
+// The pieces the rules command shows that the converted rules in the engine's tests do not.
 TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
-    clsRuleRecord arriving = Rule("boss@example.com", "", {MoveTo("\\\\Mailbox\\Inbox\\Boss")});
-    arriving.ToEmail = "d@e.f";
-    arriving.Actions[0].MarkAsRead = true;
-    arriving.Actions.emplace_back().ChangeImportanceTo = "L";
     clsRuleRecord sending = Rule("", "invoice", {MoveTo("Clients"), clsRuleAction{}});
     sending.IncomingRule = false;
     sending.ToEmail = "@client.org";
@@ -157,10 +141,6 @@ TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
     sending.Actions[1].AutoReply = "3";
     sending.Actions[1].ChangeImportanceTo = "h";
     sending.Actions[1].ForwardTo = "me@home.org";
-    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(clsRuleRecord{}), "On arrival,");
-    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(arriving),
-              "On arrival, if from boss@example.com and to d@e.f move to \\\\Mailbox\\Inbox\\Boss, "
-              "mark as read,and change to low importance");
     EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(sending),
               "On sending, if to @client.org if the subject contains invoice if the message "
               "contains due copy to Clients, send autoreplyand change to high importance, "
