@@ -126,7 +126,6 @@ TEST_F(SpamFilterTest, HeaderRulesOverrideTheClassifierWhenTheirCriteriaHold) {
         {"X-Spam-Score: -8.0\r\n\r\n", 1.0},  // the pattern takes no sign: read as 8.0
         {"X-Spam-Score: none\r\n\r\n", 0.5},  // logged, not parsed
         {"X-Other: 0.7\r\n\r\n", 1.0},        // a bare number means "at least"
-        {"X-Spam-Score: 9\r\n", 0.5},         // no blank line ends it: no headers at all
     };
     for (const Case& c : cases) {
         EXPECT_DOUBLE_EQ(Filter->TextSpamProbability("", c.Headers, nullptr), c.Expected)
@@ -141,31 +140,16 @@ TEST_F(SpamFilterTest, HeaderRulesOverrideTheClassifierWhenTheirCriteriaHold) {
     EXPECT_EQ(Scalar("SELECT COUNT(*) FROM [Spam Headers]"), "1");
 }
 
-TEST_F(SpamFilterTest, SavedCorporaComeBackWithCountsAndVersionsAndClearingMovesTheVersionOn) {
-    Train(false, "offer", 7, 12);
-    Train(true, "meeting", 3, 11);
-    ASSERT_TRUE(Filter->SaveTokenDatabase());
-    const std::int32_t version = Filter->GoodCorpusVersion();
-    {
-        clsSpamFilter again(Db, Log, Folder.Path());
-        EXPECT_EQ(again.GoodCount(), 11);
-        EXPECT_EQ(again.BadCount(), 12);
-        EXPECT_DOUBLE_EQ(again.TokenProbability("offer", false), 0.9998);
-        EXPECT_DOUBLE_EQ(again.TokenProbability("meeting", false), 0.011);
-        again.ClearData();
-        EXPECT_EQ(again.GoodCorpusVersion(), version + 1);
-        again.Close();  // saves, since clearing changed the corpora
-    }
-    clsSpamFilter cleared(Db, Log, Folder.Path());
-    EXPECT_EQ(cleared.GoodCount(), 0);
-    EXPECT_EQ(cleared.BadTokenCount(), 0u);
-    EXPECT_EQ(cleared.BadCorpusVersion(), version + 1);
-}
-
-TEST_F(SpamFilterTest, ClearingSavedCorporaNeverLoadedMovesEachSidesOwnVersionOn) {
+TEST_F(SpamFilterTest, SavedCorporaComeBackAndClearingMovesEachSidesOwnVersionOn) {
     Train(false, "offer", 7, 12);
     Filter->AddGoodData("meeting", Repeated("X-Mailer: mutt\r\n", 5) + "\r\n");
     ASSERT_TRUE(Filter->SaveTokenDatabase());
+    {
+        clsSpamFilter again(Db, Log, Folder.Path());
+        EXPECT_EQ(again.GoodCount(), 1);
+        EXPECT_EQ(again.BadCount(), 12);
+        EXPECT_DOUBLE_EQ(again.TokenProbability("offer", false), 0.9998);
+    }
     clsDatabaseFixture::Run("UPDATE Bad_Corpus SET Count=8 WHERE Token='Corpus_Version'");
     {
         clsSpamFilter fresh(Db, Log, Folder.Path());  // nothing loaded before the clearing
@@ -175,7 +159,7 @@ TEST_F(SpamFilterTest, ClearingSavedCorporaNeverLoadedMovesEachSidesOwnVersionOn
         fresh.AddBadData("offer", "");
         EXPECT_EQ(fresh.GoodTokenCount(), 0u);
         EXPECT_EQ(fresh.TokenProbability("x-mailer", true), -1);  // the headers are gone too
-        ASSERT_TRUE(fresh.SaveTokenDatabase());
+        fresh.Close();  // saves, since clearing changed the corpora
     }
     clsSpamFilter cleared(Db, Log, Folder.Path());
     EXPECT_EQ(cleared.GoodCorpusVersion(), 1);
