@@ -115,8 +115,6 @@ TEST_F(SpamFilterTest, HeaderRulesOverrideTheClassifierWhenTheirCriteriaHold) {
     Filter->SetSpamHeaders(true);
     ASSERT_TRUE(Filter->SetSpamHeaderRule("X-Spam-Score", ">= 5"));
     ASSERT_TRUE(Filter->SetSpamHeaderRule("X-Other", "0.5"));
-    EXPECT_FALSE(Filter->SetSpamHeaderRule("X-Bad", "lots"));
-    ASSERT_TRUE(Filter->SaveSpamHeaders());
     struct Case {
         const char* Headers;
         double Expected;
@@ -132,12 +130,6 @@ TEST_F(SpamFilterTest, HeaderRulesOverrideTheClassifierWhenTheirCriteriaHold) {
             << c.Headers;
     }
     EXPECT_NE(LogText().find("failed to parse spam score from \"none\""), std::string::npos);
-
-    clsSpamFilter again(Db, Log, Folder.Path());  // the rules were stored
-    ASSERT_EQ(again.SpamHeaderRules().size(), 2u);
-    EXPECT_TRUE(again.RemoveSpamHeaderRule("x-other"));
-    ASSERT_TRUE(again.SaveSpamHeaders());
-    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM [Spam Headers]"), "1");
 }
 
 TEST_F(SpamFilterTest, SavedCorporaComeBackAndClearingMovesEachSidesOwnVersionOn) {
