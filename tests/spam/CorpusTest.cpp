@@ -51,29 +51,7 @@ TEST(Corpus, ProcessDataCountsEveryTokenTheTokeniserFinds) {
     }
 }
 
-TEST(Corpus, ProcessFileGivesTheSameCountsAsTheTextAcrossReadBlocks) {
-    clsTestEnvironment env;
-    // Long enough to cross several read blocks, with tokens of odd lengths everywhere.
-    std::string text;
-    for (int i = 0; text.size() < 300000; ++i) {
-        text += "tok" + std::to_string(i % 977) + (i % 13 == 0 ? "\r\n" : " ") +
-                (i % 7 == 0 ? "<b>\n" : "");
-    }
-    text += "lastline-without-break";
-    const std::filesystem::path file = env.Folder.Path() / "mail.txt";
-    WriteWholeFile(file, text);
-    clsCorpus fromText("Good_Corpus", env.Log);
-    fromText.ProcessData(text);
-    clsCorpus fromFile("Good_Corpus", env.Log);
-    ASSERT_TRUE(fromFile.ProcessFile(file));
-    EXPECT_EQ(AllCounts(fromFile), AllCounts(fromText));
-    EXPECT_EQ(fromFile.Count("lastline-without-break"), 1);
-
-    EXPECT_FALSE(fromFile.ProcessFile(env.Folder.Path() / "missing.txt"));
-    EXPECT_NE(env.LogText().find("Corpus->ProcessFile"), std::string::npos);
-}
-
-TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersion) {
+TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersionAndAFailedSaveChangesNothing) {
     clsCorpus corpus("Good_Corpus", Log);
     corpus.ProcessData("<html> cost£5 Hello hello [x] it's");
     corpus.AddToken("comma,token");
@@ -97,25 +75,20 @@ TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersion) {
     EXPECT_EQ(AllCounts(loaded), AllCounts(corpus));
     EXPECT_EQ(loaded.CorpusVersion(), 7);
     EXPECT_EQ(loaded.Count("hello"), 2);
-}
 
-TEST_F(CorpusTest, AFailedSaveLeavesTheTableAsItWas) {
-    clsCorpus corpus("Bad_Corpus", Log);
-    corpus.ProcessData("kept words");
-    ASSERT_TRUE(corpus.SaveCorpusDB(Db, Folder.Path(), "corpus_bad.csv"));
+    // A save that fails half-way leaves the table as it was, and the database usable: no
+    // transaction is left open.
     BuildRaw(
-        {"CREATE TRIGGER refuse BEFORE INSERT ON Bad_Corpus WHEN NEW.Token = 'poison' "
+        {"CREATE TRIGGER refuse BEFORE INSERT ON Good_Corpus WHEN NEW.Token = 'poison' "
          "BEGIN SELECT RAISE(ABORT, 'refused'); END"});
     corpus.ProcessData("poison");
-    EXPECT_FALSE(corpus.SaveCorpusDB(Db, Folder.Path(), "corpus_bad.csv"));
+    EXPECT_FALSE(corpus.SaveCorpusDB(Db, folder, "corpus_good.csv"));
     EXPECT_NE(LogText().find("Corpus->SaveCorpusDB"), std::string::npos);
-
-    clsCorpus loaded("Bad_Corpus", Log);
     ASSERT_TRUE(loaded.LoadCorpusDB(Db));
-    EXPECT_EQ(AllCounts(loaded), (Counts{{"kept", 1}, {"words", 1}}));
-    // The database is usable afterwards: no transaction was left open.
+    EXPECT_EQ(loaded.TokenCount(), corpus.TokenCount() - 1);
+    EXPECT_EQ(loaded.Count("poison"), 0);
     clsDatabaseFixture::Run("DROP TRIGGER refuse");
-    EXPECT_TRUE(corpus.SaveCorpusDB(Db, Folder.Path(), "corpus_bad.csv"));
+    EXPECT_TRUE(corpus.SaveCorpusDB(Db, folder, "corpus_good.csv"));
 }
 
 TEST(Corpus, LoadCorpusReadsTheOlderBlankCommaBlankFiles) {
