@@ -19,6 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Bytes = std::vector<std::uint8_t>;
+constexpr std::int64_t kLifetime = clsDnsCache::kLifetimeMilliseconds;
 
 const std::string kDnsmasq = "sh " CORVEL_FIXTURES "/../peers/dnsmasq.sh ";
 // The query for "a.b" in zone "z", byte for byte.
@@ -185,7 +186,7 @@ TEST_F(BlockListsAgainstDnsmasq, WithinFourHoursOnlyAFailedLookupIsAskedAgain) {
         EXPECT_FALSE(lists.IsSURBLListed("clean-domain.org"));  // "no such name" is kept too
         EXPECT_TRUE(lists.IsIPListed("127.0.0.2"));
         EXPECT_FALSE(refused.IsSURBLListed(host));
-        mNow += clsDnsCache::kLifetimeMilliseconds / 2 - 1;
+        mNow += kLifetime / 2 - 1;
     }
     EXPECT_EQ(lists.QueriesSent(), 3u);
     EXPECT_EQ(refused.QueriesSent(), 3u);
@@ -271,14 +272,11 @@ TEST(CachedDNS, AResultLivesFourHoursEvenWhereTheClockWraps) {
         std::int64_t now = start;
         int calls = 0;
         clsDnsCache cache(environment.Log, CountingResolver(calls), [&now] { return now; });
-        // Alive at once, before the wrap and just before its end.
-        for (const std::int64_t later :
-             std::initializer_list<std::int64_t>{0, 500, clsDnsCache::kLifetimeMilliseconds - 1}) {
+        // Alive at once, before the wrap and just before its end; asked again at its end.
+        for (const std::int64_t later : {0L, 500L, kLifetime - 1, kLifetime}) {
             now = start + later;
-            EXPECT_EQ(cache.CachedDNS("n.test"), "127.0.0.1");
+            EXPECT_EQ(cache.CachedDNS("n.test"), later < kLifetime ? "127.0.0.1" : "127.0.0.2");
         }
-        now = start + clsDnsCache::kLifetimeMilliseconds;
-        EXPECT_EQ(cache.CachedDNS("n.test"), "127.0.0.2");
         EXPECT_TRUE(Logged(environment,
                            "SpamFilter->CachedDNS: timeout expired for n.test, checking again"));
     }

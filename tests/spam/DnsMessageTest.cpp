@@ -42,18 +42,18 @@ TEST(DnsMessageQuery, CarriesOnlyNamesThatDnsCan) {
     // 253 characters: four labels, the longest name whose encoding fits in 255 bytes.
     const std::string longest =
         label63 + "." + label63 + "." + label63 + "." + std::string(61, 'x');
-    struct Case {
-        std::string Name;
-        bool Accepted;
-    };
-    for (const Case& c :
-         {Case{label63 + ".test", true}, Case{longest, true}, Case{longest + ".", true},
-          Case{".", false}, Case{"a..b", false}, Case{"a.b..", false},
-          Case{std::string(64, 'x') + ".test", false}, Case{longest + "x", false}}) {
-        SCOPED_TRACE(c.Name);
-        const std::size_t nameLength = c.Name.size() - (c.Name.ends_with('.') ? 1 : 0);
-        EXPECT_EQ(clsDnsMessage::BuildQuery(c.Name).size(),
-                  c.Accepted ? 12 + nameLength + 2 + 4 : 0);
+    for (const auto& [name, accepted] :
+         std::vector<std::pair<std::string, bool>>{{label63 + ".test", true},
+                                                   {longest, true},
+                                                   {longest + ".", true},
+                                                   {".", false},
+                                                   {"a..b", false},
+                                                   {"a.b..", false},
+                                                   {std::string(64, 'x') + ".test", false},
+                                                   {longest + "x", false}}) {
+        SCOPED_TRACE(name);
+        const std::size_t nameLength = name.size() - (name.ends_with('.') ? 1 : 0);
+        EXPECT_EQ(clsDnsMessage::BuildQuery(name).size(), accepted ? 12 + nameLength + 2 + 4 : 0);
     }
 }
 

@@ -40,16 +40,6 @@ TEST(MailHeaderReader, OnlyNameColonBlankLinesOfATerminatedBlockAreHeaders) {
     }
 }
 
-TEST(MailHeaderReader, ANewTextReplacesEveryHeaderOfTheOldOne) {
-    ClassMailHeaderReader reader;
-    reader.SetMailHeaders("Cc: old@example.org\r\nSubject: old\r\n\r\n");
-    reader.SetMailHeaders("Subject: new\r\n folded\r\n\r\nX-Body: x\r\n");
-    EXPECT_EQ(reader.MailHeadersArray(), (std::vector<std::string>{"Subject: new", " folded"}));
-    EXPECT_EQ(reader.HeaderItem("cc"), "");
-    EXPECT_EQ(reader.HeaderItem("subject"), "new");
-    EXPECT_EQ(reader.HeaderItem("x-body"), "");
-}
-
 TEST(MailHeaderReader, AddressesComeFromAngleBracketsElseFromThePattern) {
     struct Case {
         std::string_view Headers, From, To, Cc;
