@@ -55,7 +55,6 @@ TEST(MailHeaderReader, AddressesComeFromAngleBracketsElseFromThePattern) {
                   "last@x.org", "a@x.org\r\nb@x.org", "", 2},
              // Once one address has brackets, bare ones beside it are not read.
              Case{"To: plain@x.org, B <b@x.org>\r\n\r\n", "", "b@x.org", "", 1},
-             Case{"Subject: nobody\r\n\r\n", "", "", "", 0},
              Case{"From: undisclosed-recipients:;\r\nTo: <>\r\n\r\n", "", "", "", 0},
              Case{"To: \xFF\xFE junk \xC3 o'brien@Example.ie;bad@ \x80\r\n\r\n", "",
                   "o'brien@example.ie\r\nbad@", "", 2},
@@ -82,13 +81,11 @@ TEST(MailHeaderReader, ReceivedLinesGiveTheOriginHopsAndTrail) {
              Case{"Received: from relay ([10.0.0.1]) by mx\r\n"
                   "Received: from origin (origin [192.0.2.7]) by relay\r\n\r\n",
                   "192.0.2.7", 2, "(Source)192.0.2.7 -> 10.0.0.1"},
-             Case{"Received: from a (10.1.1.1) by b\r\nReceived: from a (10.1.1.1) by c\r\n\r\n",
-                  "10.1.1.1", 1, "(Source)10.1.1.1"},
              Case{"Received: from x ([999.1.1.1])\r\n\r\n", "999.1.1.1", 1, "(Source)999.1.1.1"},
-             // The origin is the last address; the trail lists first appearances backwards.
+             // The origin is the last address; the trail lists first appearances backwards, so
+             // a relay seen twice is one hop.
              Case{"Received: 10.0.0.1 10.0.0.2\r\nReceived: 10.0.0.1\r\n\r\n", "10.0.0.1", 2,
                   "(Source)10.0.0.2 -> 10.0.0.1"},
-             Case{"Received: from localhost by mx\r\n\r\n", "", 0, "No IP trail found"},
              Case{"Subject: 192.0.2.1\r\n\r\n", "", 0, "No IP trail found"},
              Case{"Received: from a ([10.0.0.1])\r\n\r\nReceived: from b ([10.0.0.2])\r\n",
                   "10.0.0.1", 1, "(Source)10.0.0.1"},
