@@ -27,7 +27,6 @@ TEST(MailHeaderReader, OnlyNameColonBlankLinesOfATerminatedBlockAreHeaders) {
              Case{"X Spam: yes\r\n\r\n", "x spam", ""},
              Case{": orphan\r\n\r\n", "", ""},
              Case{"Subject: first\r\n second half\r\n\r\n", "SUBJECT", "first"},
-             Case{"Subject: a: b c\r\n\r\n", "subject", "a: b c"},
              Case{"To: a@example.org\nSubject: lf only\n\nbody\n", "subject", "lf only"},
              Case{"Subject: no end\r\n", "subject", ""},
              // The CRLF terminator wins over an earlier LF one; the block then splits at LF.

@@ -8,14 +8,6 @@
 
 namespace {
 
-std::string Repeated(std::string_view token, int times) {
-    std::string text;
-    for (int i = 0; i < times; ++i) {
-        text.append(token).append(" ");
-    }
-    return text;
-}
-
 struct SpamFilterTest : clsDatabaseFixture, testing::Test {
     void SetUp() override {
         ASSERT_TRUE(Open());
@@ -26,9 +18,13 @@ struct SpamFilterTest : clsDatabaseFixture, testing::Test {
     }
     // One message holding token `times` times; then empty messages up to `messages` in all.
     void Train(bool good, std::string_view token, int times, int messages = 1) {
+        std::string body;
+        for (int i = 0; i < times; ++i) {
+            body.append(token).append(" ");
+        }
         for (int i = 0; i < messages; ++i) {
-            const std::string body = i == 0 ? Repeated(token, times) : std::string();
             good ? Filter->AddGoodData(body, "") : Filter->AddBadData(body, "");
+            body.clear();
         }
     }
     void PadTo(int goodMessages, int badMessages) {
@@ -131,13 +127,14 @@ TEST_F(SpamFilterTest, HeaderRulesOverrideTheClassifierWhenTheirCriteriaHold) {
 
 TEST_F(SpamFilterTest, SavedCorporaComeBackAndClearingMovesEachSidesOwnVersionOn) {
     Train(false, "offer", 7, 12);
-    Filter->AddGoodData("meeting", Repeated("X-Mailer: mutt\r\n", 5) + "\r\n");
+    Filter->AddGoodData("meeting", "X-Mailer: mutt mutt mutt mutt mutt\r\n\r\n");
     ASSERT_TRUE(Filter->SaveTokenDatabase());
     {
         clsSpamFilter again(Db, Log, Folder.Path());
         EXPECT_EQ(again.GoodCount(), 1);
         EXPECT_EQ(again.BadCount(), 12);
         EXPECT_DOUBLE_EQ(again.TokenProbability("offer", false), 0.9998);
+        EXPECT_DOUBLE_EQ(again.TokenProbability("mutt", true), 0.011);
     }
     clsDatabaseFixture::Run("UPDATE Bad_Corpus SET Count=8 WHERE Token='Corpus_Version'");
     {
@@ -147,7 +144,7 @@ TEST_F(SpamFilterTest, SavedCorporaComeBackAndClearingMovesEachSidesOwnVersionOn
         fresh.AddGoodData("", "");
         fresh.AddBadData("offer", "");
         EXPECT_EQ(fresh.GoodTokenCount(), 0u);
-        EXPECT_EQ(fresh.TokenProbability("x-mailer", true), -1);  // the headers are gone too
+        EXPECT_EQ(fresh.TokenProbability("mutt", true), -1);  // the headers are gone too
         fresh.Close();  // saves, since clearing changed the corpora
     }
     clsSpamFilter cleared(Db, Log, Folder.Path());
