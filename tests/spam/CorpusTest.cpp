@@ -19,9 +19,7 @@ Counts AllCounts(const clsCorpus& corpus) {
     return counts;
 }
 
-struct CorpusTest : clsDatabaseFixture, testing::Test {
-    void SetUp() override { ASSERT_TRUE(Open()); }
-};
+struct CorpusTest : clsDatabaseFixture, testing::Test {};
 
 }  // namespace
 
@@ -33,7 +31,6 @@ TEST(Corpus, ProcessDataCountsEveryTokenTheTokeniserFinds) {
     for (const Case& c : {
              Case{"The the THE and To of but", {}},
              Case{"a b c 1 2 3", {}},
-             Case{"win $1000 now", {{"win", 1}, {"now", 1}}},
              Case{"Viagra viagra VIAGRA", {{"viagra", 3}}},
              // "</body>" gives "body>": a token cannot start with "/".
              Case{"<html><body>hi</body>", {{"<html>", 1}, {"<body>", 1}, {"hi", 1}, {"body>", 1}}},
@@ -52,6 +49,7 @@ TEST(Corpus, ProcessDataCountsEveryTokenTheTokeniserFinds) {
 }
 
 TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersionAndAFailedSaveChangesNothing) {
+    ASSERT_TRUE(Open());
     clsCorpus corpus("Good_Corpus", Log);
     corpus.ProcessData("<html> cost£5 Hello hello [x] it's");
     corpus.AddToken("comma,token");
@@ -76,8 +74,7 @@ TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersionAndAFailedSaveChangesNothin
     EXPECT_EQ(loaded.CorpusVersion(), 7);
     EXPECT_EQ(loaded.Count("hello"), 2);
 
-    // A save that fails half-way leaves the table as it was, and the database usable: no
-    // transaction is left open.
+    // A save failing half-way leaves the table as it was and no transaction open.
     BuildRaw(
         {"CREATE TRIGGER refuse BEFORE INSERT ON Good_Corpus WHEN NEW.Token = 'poison' "
          "BEGIN SELECT RAISE(ABORT, 'refused'); END"});

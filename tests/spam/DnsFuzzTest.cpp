@@ -1,7 +1,8 @@
-// ParseAnswer against machine-made datagrams. Generated answers with compression must read back
-// exactly their A records, and a shortened copy of each must be refused; mutated copies, down to
-// pure noise, must come back refused or with no more addresses than records, never as a crash,
-// an out-of-bounds read or a hang (the sanitizer build runs this). Seeded, so a failure repeats.
+// ParseAnswer against 150,000 machine-made datagrams. 30,000 generated answers with compression
+// must read back exactly their A records, and a shortened copy of each must be refused; three
+// mutated copies of each, down to pure noise, must come back refused or with no more addresses
+// than records, never as a crash, an out-of-bounds read or a hang (the sanitizer build runs this).
+// Seeded, so a failure repeats.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -98,7 +99,6 @@ private:
 
 }  // namespace
 
-// Each of 30,000 answers is read whole, shortened, and in three mutated copies: 150,000 datagrams.
 TEST(DnsFuzz, GeneratedAnswersReadBackAndDamagedCopiesAreReadSafely) {
     clsDatagramMaker maker;
     for (int i = 0; i < 30000; ++i) {

@@ -1,7 +1,6 @@
-// The hand-written token scanner against the token pattern run by the regular-expression engine:
-// the classifier's probabilities stay the same only while both find the same tokens. Random text
-// over the bytes that matter (the token classes, ">", the pound sign's two bytes, other UTF-8
-// leads and trails, invalid bytes, blanks), many lengths.
+// The hand-written token scanner must find what the token pattern finds, or the probabilities
+// change: random texts over the bytes that matter (the token classes, ">", the pound sign's two
+// bytes, other UTF-8 leads and trails, invalid bytes, blanks), of many lengths.
 #include <gtest/gtest.h>
 
 #include <random>
