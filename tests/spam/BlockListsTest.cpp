@@ -3,7 +3,6 @@
 // do on request: stray datagrams and silence. The cache's hours pass on an injected clock.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netdb.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,6 +18,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Bytes = std::vector<std::uint8_t>;
+constexpr std::int64_t kLifetime = clsDnsCache::kLifetimeMilliseconds;
 
 const std::string kDnsmasq = "sh " CORVEL_FIXTURES "/../peers/dnsmasq.sh ";
 // The query for "a.b" in zone "z", byte for byte.
@@ -39,27 +39,18 @@ Bytes Answer(std::uint8_t last, std::size_t at = 3, std::uint8_t value = 0x80) {
     return answer;
 }
 
-// A UDP socket bound to a free port of a loopback address; Port() is 0 when it could not bind.
+// A UDP socket bound to a free port of 127.0.0.1; Port() is 0 when it could not bind.
 class clsUdpSocket {
 public:
-    explicit clsUdpSocket(std::string host = "127.0.0.1") : mHost(std::move(host)) {
-        addrinfo hints{};
-        hints.ai_flags = AI_NUMERICHOST;
-        hints.ai_socktype = SOCK_DGRAM;
-        addrinfo* found = nullptr;
-        if (::getaddrinfo(mHost.c_str(), "0", &hints, &found) != 0) {
-            return;
-        }
-        mSocket = ::socket(found->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    clsUdpSocket() : mSocket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
         const timeval wait{5, 0};  // a scripted peer waits no longer for its query
         ::setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-        sockaddr_in6 bound{};  // its port lies where an IPv4 address keeps its own
+        sockaddr_in bound{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
         socklen_t length = sizeof bound;
-        if (::bind(mSocket, found->ai_addr, found->ai_addrlen) == 0 &&
+        if (::bind(mSocket, reinterpret_cast<sockaddr*>(&bound), length) == 0 &&
             ::getsockname(mSocket, reinterpret_cast<sockaddr*>(&bound), &length) == 0) {
-            mPort = ntohs(bound.sin6_port);
+            mPort = ntohs(bound.sin_port);
         }
-        ::freeaddrinfo(found);
     }
     ~clsUdpSocket() { ::close(mSocket); }
     clsUdpSocket(const clsUdpSocket&) = delete;
@@ -67,11 +58,10 @@ public:
 
     int Socket() const { return mSocket; }
     int Port() const { return mPort; }
-    std::string Server() const { return mHost + "#" + std::to_string(mPort); }
+    std::string Server() const { return "127.0.0.1#" + std::to_string(mPort); }
 
 private:
-    std::string mHost;
-    int mSocket = -1;
+    int mSocket;
     int mPort = 0;
 };
 
@@ -127,14 +117,11 @@ TEST(BlockListsDomain, CutsHostsToTheirRegisteredDomain) {
     };
     for (const Case& c :
          {Case{"www.a.b.example.com", "example.com"}, Case{"www.example.co.uk", "example.co.uk"},
-          Case{"x.example.com.au", "example.com.au"}, Case{"shop.example.de", "example.de"},
           Case{"WWW.Example.ORG.nz.", "example.org.nz"},
           // A listed top label keeps two labels even under a public second level; a top label
           // that is not two letters is no country's.
           Case{"shop.example.co.dk", "co.dk"}, Case{"a.example.co.c0", "co.c0"},
-          Case{"example.co.uk", "example.co.uk"}, Case{"co.uk", "co.uk"},
-          Case{"192.0.2.1", "192.0.2.1"}, Case{"a..example.com", ""},
-          Case{"www.example.com..", ""}}) {
+          Case{"co.uk", "co.uk"}, Case{"192.0.2.1", "192.0.2.1"}, Case{"a..example.com", ""}}) {
         SCOPED_TRACE(c.Host);
         EXPECT_EQ(clsBlockLists::RegisteredDomain(c.Host), c.Expected);
     }
@@ -144,45 +131,35 @@ TEST_F(BlockListsAgainstDnsmasq, ListedDomainsAndAddressesAreFoundWithTheirCodes
     struct Case {
         bool IsAddress;
         std::string_view Input;
-        std::string_view Result;  // logged when it begins with 127
-        std::string_view Subject;
         std::string_view Code;  // "" when not listed
         std::size_t Queries;    // none for what is no host or no address
     };
     for (const Case& c :
-         {Case{false, "www.spam-domain.com", "127.0.0.2", "spam-domain.com", "2", 1},
-          Case{false, "mail.clean-domain.org", "", "", "", 1},
-          Case{false, "www.refusing.com", "127.255.255.254", "", "", 1},
-          Case{false, "www.hijacked.com", "", "", "", 1},  // an address outside 127/8
-          Case{false, "www..spam-domain.com", "", "", "", 0},
-          Case{true, "127.0.0.2", "127.0.0.10", "127.0.0.2", "10", 1},
-          Case{true, "127.0.0.3", "", "", "", 1}, Case{true, "300.0.0.2", "", "", "", 0},
-          Case{true, "127.0.0.02", "", "", "", 0}, Case{true, "127.0.0", "", "", "", 0},
-          Case{true, "1.2.3.x", "", "", "", 0}}) {
+         {Case{false, "www.spam-domain.com", "2", 1}, Case{false, "mail.clean-domain.org", "", 1},
+          Case{false, "www.refusing.com", "", 1},  // 127.255.255.254: a refusal
+          Case{false, "www.hijacked.com", "", 1},  // an address outside 127/8
+          Case{false, "www..spam-domain.com", "", 0}, Case{true, "127.0.0.2", "10", 1},
+          Case{true, "127.0.0.3", "", 1}, Case{true, "300.0.0.2", "", 0},
+          Case{true, "127.0.0.02", "", 0}, Case{true, "127.0.0", "", 0},
+          Case{true, "1.2.3.x", "", 0}}) {
         SCOPED_TRACE(c.Input);
         clsTestEnvironment environment;
         clsBlockLists lists = Lists(environment.Log);
         std::string code = "untouched";
         const bool listed =
             c.IsAddress ? lists.IsIPListed(c.Input, &code) : lists.IsSURBLListed(c.Input);
-        const std::string prefix =
-            c.IsAddress ? "SpamFilter->IsIPListed: " : "SpamFilter->IsSURBLListed: ";
         EXPECT_EQ(listed, !c.Code.empty());
         EXPECT_EQ(code, c.IsAddress && listed ? c.Code : "untouched");
-        EXPECT_EQ(Logged(environment, prefix + "Result " + std::string(c.Result)),
-                  !c.Result.empty());
-        EXPECT_EQ(Logged(environment, prefix + std::string(c.Subject) + " listed with code " +
-                                          std::string(c.Code)),
-                  listed);
+        EXPECT_EQ(Logged(environment, " listed with code " + std::string(c.Code)), listed);
         EXPECT_EQ(lists.QueriesSent(), c.Queries);
     }
     // Two addresses, in whichever order dnsmasq gives them: all are logged, the first decides.
     clsBlockLists lists = Lists(mEnvironment.Log);
     EXPECT_TRUE(lists.IsSURBLListed("multi"));
-    const bool twoFirst = Logged(mEnvironment, "IsSURBLListed: Result 127.0.0.2, 127.0.0.4");
-    EXPECT_TRUE(twoFirst || Logged(mEnvironment, "IsSURBLListed: Result 127.0.0.4, 127.0.0.2"));
-    EXPECT_TRUE(
-        Logged(mEnvironment, std::string("multi listed with code ") + (twoFirst ? "2" : "4")));
+    const std::string prefix = "SpamFilter->IsSURBLListed: ";
+    const bool twoFirst = Logged(mEnvironment, prefix + "Result 127.0.0.2, 127.0.0.4");
+    EXPECT_TRUE(twoFirst || Logged(mEnvironment, prefix + "Result 127.0.0.4, 127.0.0.2"));
+    EXPECT_TRUE(Logged(mEnvironment, prefix + "multi listed with code " + (twoFirst ? "2" : "4")));
     // A switched-off check sends nothing.
     clsBlockLists off(mEnvironment.Log, {{"127.0.0.1#" + mPort, 2000}, "", ""});
     EXPECT_FALSE(off.IsSURBLListed("www.spam-domain.com") || off.IsIPListed("127.0.0.2"));
@@ -198,7 +175,7 @@ TEST_F(BlockListsAgainstDnsmasq, WithinFourHoursOnlyAFailedLookupIsAskedAgain) {
         EXPECT_FALSE(lists.IsSURBLListed("clean-domain.org"));  // "no such name" is kept too
         EXPECT_TRUE(lists.IsIPListed("127.0.0.2"));
         EXPECT_FALSE(refused.IsSURBLListed(host));
-        mNow += clsDnsCache::kLifetimeMilliseconds / 2 - 1;
+        mNow += kLifetime / 2 - 1;
     }
     EXPECT_EQ(lists.QueriesSent(), 3u);
     EXPECT_EQ(refused.QueriesSent(), 3u);
@@ -217,41 +194,34 @@ TEST(DnsClient, TakesOnlyTheAnswerToItsQuestionFromItsServer) {
                                                          {false, Answer(66, 13, 'c')},
                                                          {false, kQuery},
                                                          {false, Answer(9, 13, 'A')}};
-    for (const std::string host : {"127.0.0.1", "::1"}) {
-        SCOPED_TRACE(host);
-        clsTestEnvironment environment;
-        const clsUdpSocket server(host), stranger(host);
-        if (server.Port() == 0) {
-            GTEST_SKIP() << "no loopback address " << host << " here";
+    clsTestEnvironment environment;
+    const clsUdpSocket server, stranger;
+    Bytes query(4000);
+    std::thread peer([&] {
+        sockaddr_in client{};
+        socklen_t length = sizeof client;
+        const ssize_t received = ::recvfrom(server.Socket(), query.data(), query.size(), 0,
+                                            reinterpret_cast<sockaddr*>(&client), &length);
+        query.resize(static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
+        for (const auto& [fromStranger, datagram] : replies) {
+            ::sendto((fromStranger ? stranger : server).Socket(), datagram.data(), datagram.size(),
+                     0, reinterpret_cast<sockaddr*>(&client), length);
         }
-        Bytes query(4000);
-        std::thread peer([&] {
-            sockaddr_in6 client{};
-            socklen_t length = sizeof client;
-            const ssize_t received = ::recvfrom(server.Socket(), query.data(), query.size(), 0,
-                                                reinterpret_cast<sockaddr*>(&client), &length);
-            query.resize(static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
-            for (const auto& [fromStranger, datagram] : replies) {
-                ::sendto((fromStranger ? stranger : server).Socket(), datagram.data(),
-                         datagram.size(), 0, reinterpret_cast<sockaddr*>(&client), length);
-            }
-        });
-        bool failed = true;
-        EXPECT_EQ(
-            clsDnsClient(environment.Log, {server.Server(), 1000}).Lookup("a.b", "z", &failed),
-            "127.0.0.9");
-        EXPECT_FALSE(failed);
-        peer.join();
-        EXPECT_EQ(query, kQuery);
-    }
+    });
+    bool failed = true;
+    EXPECT_EQ(clsDnsClient(environment.Log, {server.Server(), 1000}).Lookup("a.b", "z", &failed),
+              "127.0.0.9");
+    EXPECT_FALSE(failed);
+    peer.join();
+    EXPECT_EQ(query, kQuery);
 }
 
 TEST(DnsClient, AFailedLookupCostsTheTimeOutAtMost) {
     const clsUdpSocket silent;  // bound, never read
     // The others are no usable server and fail at once: none in the missing resolv.conf, a host
-    // name (which would need DNS itself), ports out of range or not numbers.
-    for (const std::string& server : std::vector<std::string>{
-             silent.Server(), "", "localhost", "127.0.0.1#0", "127.0.0.1#65536", "127.0.0.1#5x"}) {
+    // name (which would need DNS itself), a port out of range.
+    for (const std::string& server :
+         std::vector<std::string>{silent.Server(), "", "localhost", "127.0.0.1#65536"}) {
         SCOPED_TRACE(server);
         const bool isSilent = server == silent.Server();
         clsTestEnvironment environment;
@@ -268,13 +238,12 @@ TEST(DnsClient, AFailedLookupCostsTheTimeOutAtMost) {
     }
 }
 
-TEST(DnsClient, FindsTheFirstNameServerAndResolvesHosts) {
+TEST(DnsClient, FindsTheFirstNameServer) {
     const clsTempFolder folder;
     std::ofstream(folder.Path() / "resolv.conf")
         << "# nameserver 192.0.2.9\nnameservers 192.0.2.5\noptions ndots:2\nnameserver\n"
            " nameserver\t2001:db8::1  # office\nnameserver 192.0.2.2\n";
     EXPECT_EQ(clsDnsClient::FirstNameServer(folder.Path() / "resolv.conf"), "2001:db8::1");
-    EXPECT_EQ(clsDnsClient::ResolveHost("localhost"), "127.0.0.1");
 }
 
 TEST(CachedDNS, AResultLivesFourHoursEvenWhereTheClockWraps) {
@@ -285,14 +254,11 @@ TEST(CachedDNS, AResultLivesFourHoursEvenWhereTheClockWraps) {
         std::int64_t now = start;
         int calls = 0;
         clsDnsCache cache(environment.Log, CountingResolver(calls), [&now] { return now; });
-        // Alive at once, before the wrap and just before its end.
-        for (const std::int64_t later :
-             std::initializer_list<std::int64_t>{0, 500, clsDnsCache::kLifetimeMilliseconds - 1}) {
+        // Alive at once, before the wrap and just before its end; asked again at its end.
+        for (const std::int64_t later : {0L, 500L, kLifetime - 1, kLifetime}) {
             now = start + later;
-            EXPECT_EQ(cache.CachedDNS("n.test"), "127.0.0.1");
+            EXPECT_EQ(cache.CachedDNS("n.test"), later < kLifetime ? "127.0.0.1" : "127.0.0.2");
         }
-        now = start + clsDnsCache::kLifetimeMilliseconds;
-        EXPECT_EQ(cache.CachedDNS("n.test"), "127.0.0.2");
         EXPECT_TRUE(Logged(environment,
                            "SpamFilter->CachedDNS: timeout expired for n.test, checking again"));
     }

@@ -1,5 +1,5 @@
-// The names a query can carry (its bytes are checked where the client sends it), and answers read
-// from hand-written datagrams: compression, and the malformed shapes a hostile server can send.
+// The names a query can carry (its bytes are checked where the client sends it), and the malformed
+// answers a hostile server can send (well-formed ones are read in DnsFuzzTest).
 #include <gtest/gtest.h>
 
 #include "spam/clsDnsMessage.h"
@@ -23,7 +23,7 @@ Bytes Header(std::uint8_t answers, std::uint8_t flagsHigh = 0x81, std::uint8_t i
     return {0x11, idLow, flagsHigh, 0x80, 0, 1, 0, answers, 0, 0, 0, 0};
 }
 
-// www.example.com A IN at offset 12; "example" starts at 16, records at 33.
+// www.example.com A IN at offset 12; records start at 33.
 const Bytes kQuestion = {3,   'w', 'w', 'w', 7,   'e', 'x', 'a', 'm', 'p', 'l',
                          'e', 3,   'c', 'o', 'm', 0,   0,   1,   0,   1};
 const Bytes kToQuestion = {0xC0, 12};
@@ -42,31 +42,16 @@ TEST(DnsMessageQuery, CarriesOnlyNamesThatDnsCan) {
     // 253 characters: four labels, the longest name whose encoding fits in 255 bytes.
     const std::string longest =
         label63 + "." + label63 + "." + label63 + "." + std::string(61, 'x');
-    struct Case {
-        std::string Name;
-        bool Accepted;
-    };
-    for (const Case& c :
-         {Case{label63 + ".test", true}, Case{longest, true}, Case{longest + ".", true},
-          Case{".", false}, Case{"a..b", false}, Case{"a.b..", false},
-          Case{std::string(64, 'x') + ".test", false}, Case{longest + "x", false}}) {
-        SCOPED_TRACE(c.Name);
-        const std::size_t nameLength = c.Name.size() - (c.Name.ends_with('.') ? 1 : 0);
-        EXPECT_EQ(clsDnsMessage::BuildQuery(c.Name).size(),
-                  c.Accepted ? 12 + nameLength + 2 + 4 : 0);
+    for (const std::string& name : {label63 + ".test", longest, longest + "."}) {
+        SCOPED_TRACE(name);
+        // The header, the labels each after its length byte, the root, the type and the class.
+        const std::size_t nameLength = name.size() - (name.ends_with('.') ? 1 : 0);
+        EXPECT_EQ(clsDnsMessage::BuildQuery(name).size(), 12 + nameLength + 2 + 4);
     }
-}
-
-TEST(DnsMessageAnswer, ReadsTheARecordsThroughCompressionAndStepsOverTheRest) {
-    // At 33 a CNAME whose data (at 45) is "mail" + a pointer to "example.com"; an A named by a
-    // pointer to that data, so read through two pointers; an AAAA; an A with its name in full;
-    // then a byte past the counted records, which is not read.
-    const Bytes answer =
-        Header(4) + kQuestion + Record(kToQuestion, 5, {4, 'm', 'a', 'i', 'l', 0xC0, 16}) +
-        Record({0xC0, 45}, 1, {198, 51, 100, 7}) + Record(kToQuestion, 28, Bytes(16, 0x20)) +
-        Record(Cut(kQuestion, 17), 1, {192, 0, 2, 255}) + Bytes{0xC0};
-    const std::vector<std::string> expected = {"198.51.100.7", "192.0.2.255"};
-    EXPECT_EQ(clsDnsMessage::ParseAnswer(answer), expected);
+    for (const std::string& name : std::vector<std::string>{
+             ".", "a..b", "a.b..", std::string(64, 'x') + ".test", longest + "x"}) {
+        EXPECT_TRUE(clsDnsMessage::BuildQuery(name).empty()) << name;
+    }
 }
 
 TEST(DnsMessageAnswer, RejectsMalformedAnswers) {
@@ -84,17 +69,12 @@ TEST(DnsMessageAnswer, RejectsMalformedAnswers) {
              Case{"short header", Cut(Header(0), 11)},
              Case{"another ID", Header(0, 0x81, 0xDE) + kQuestion},
              Case{"a query, not a response", Header(0, 0x01) + kQuestion},
-             Case{"question cut in its name", Cut(one, 21)},
-             Case{"question without type and class", Cut(one, 30)},
              Case{"pointer to itself", one + Record({0xC0, 33}, 1, kFour)},
              Case{"forward pointer", one + Record({0xC0, 49}, 1, kFour) + kQuestion},
              Case{"pointer into the header", one + Record({0xC0, 6}, 1, kFour)},
-             Case{"pointer cut in half", one + Bytes{0xC0}},
              Case{"reserved label type",
                   one + Record(Bytes{0x40} + Bytes(64, 'x') + Bytes{0}, 1, kFour)},
              Case{"name longer than 255 bytes", one + Record(longName, 1, kFour)},
-             Case{"record cut in its fixed part", Cut(one + Record(kToQuestion, 1, kFour), 40)},
-             Case{"data length past the end", Cut(one + Record(kToQuestion, 1, kFour), 47)},
              Case{"an A record of five bytes", one + Record(kToQuestion, 1, {1, 2, 3, 4, 5})},
              Case{"fewer records than counted",
                   Header(2) + kQuestion + Record(kToQuestion, 1, kFour)},

@@ -27,10 +27,8 @@ TEST(MailHeaderReader, OnlyNameColonBlankLinesOfATerminatedBlockAreHeaders) {
              Case{"X Spam: yes\r\n\r\n", "x spam", ""},
              Case{": orphan\r\n\r\n", "", ""},
              Case{"Subject: first\r\n second half\r\n\r\n", "SUBJECT", "first"},
-             Case{"Subject: a: b c\r\n\r\n", "subject", "a: b c"},
              Case{"To: a@example.org\nSubject: lf only\n\nbody\n", "subject", "lf only"},
              Case{"Subject: no end\r\n", "subject", ""},
-             Case{"Subject: no end\n", "subject", ""},
              // The CRLF terminator wins over an earlier LF one; the block then splits at LF.
              Case{"A: 1\n\nB: 2\r\n\r\nC: 3\r\n", "b", "2"},
              Case{"Received: one\r\nX: y\r\nReceived: two\r\n\r\n", "received", "one\r\ntwo"},
@@ -39,19 +37,6 @@ TEST(MailHeaderReader, OnlyNameColonBlankLinesOfATerminatedBlockAreHeaders) {
         SCOPED_TRACE(std::string(c.Headers) + " / " + std::string(c.Name));
         EXPECT_EQ(Reader(c.Headers).HeaderItem(c.Name), c.Expected);
     }
-}
-
-TEST(MailHeaderReader, ANewTextReplacesEveryHeaderOfTheOldOne) {
-    ClassMailHeaderReader reader;
-    reader.SetMailHeaders("Cc: old@example.org\r\nSubject: old\r\n\r\n");
-    reader.SetMailHeaders("Subject: new\r\n folded\r\n\r\nX-Body: x\r\n");
-    EXPECT_EQ(reader.MailHeadersArray(), (std::vector<std::string>{"Subject: new", " folded"}));
-    EXPECT_EQ(reader.HeaderItem("cc"), "");
-    EXPECT_EQ(reader.HeaderItem("subject"), "new");
-    EXPECT_EQ(reader.HeaderItem("x-body"), "");
-    reader.SetMailHeaders("no terminator");
-    EXPECT_EQ(reader.HeaderItem("subject"), "");
-    EXPECT_TRUE(reader.MailHeadersArray().empty());
 }
 
 TEST(MailHeaderReader, AddressesComeFromAngleBracketsElseFromThePattern) {
@@ -69,11 +54,11 @@ TEST(MailHeaderReader, AddressesComeFromAngleBracketsElseFromThePattern) {
                   "last@x.org", "a@x.org\r\nb@x.org", "", 2},
              // Once one address has brackets, bare ones beside it are not read.
              Case{"To: plain@x.org, B <b@x.org>\r\n\r\n", "", "b@x.org", "", 1},
-             Case{"Subject: nobody\r\n\r\n", "", "", "", 0},
              Case{"From: undisclosed-recipients:;\r\nTo: <>\r\n\r\n", "", "", "", 0},
+             Case{"To: \xFF\xFE junk \xC3 o'brien@Example.ie;bad@ \x80\r\n\r\n", "",
+                  "o'brien@example.ie\r\nbad@", "", 2},
              // With Cc alone the separator still follows the empty To, as it always did.
              Case{"Cc: c@x.org, d@x.org\r\n\r\n", "", "", "c@x.org\r\nd@x.org", 3},
-             Case{"From: a@x.org\nTo: b@x.org\n\n", "a@x.org", "b@x.org", "", 1},
          }) {
         SCOPED_TRACE(c.Headers);
         const ClassMailHeaderReader reader = Reader(c.Headers);
@@ -82,21 +67,6 @@ TEST(MailHeaderReader, AddressesComeFromAngleBracketsElseFromThePattern) {
         EXPECT_EQ(reader.MailTo(), c.To);
         EXPECT_EQ(reader.cc(), c.Cc);
         EXPECT_EQ(reader.NumberOfRecipients(), c.Recipients);
-    }
-}
-
-TEST(MailHeaderReader, ReadEmailAddressHeaderCollectsEveryAddressLowerCased) {
-    struct Case {
-        std::string_view Text, Expected;
-    };
-    for (const Case& c : {
-             Case{"Mixed <X.Y@Example.COM>, z+tag@w.net", "x.y@example.com\r\nz+tag@w.net"},
-             Case{"no address here", ""},
-             Case{"o'brien@example.ie;bad@", "o'brien@example.ie\r\nbad@"},
-             Case{"\xFF\xFE junk \xC3 a@b.co \x80", "a@b.co"},
-         }) {
-        SCOPED_TRACE(c.Text);
-        EXPECT_EQ(ClassMailHeaderReader().ReadEmailAddressHeader(c.Text), c.Expected);
     }
 }
 
@@ -110,13 +80,11 @@ TEST(MailHeaderReader, ReceivedLinesGiveTheOriginHopsAndTrail) {
              Case{"Received: from relay ([10.0.0.1]) by mx\r\n"
                   "Received: from origin (origin [192.0.2.7]) by relay\r\n\r\n",
                   "192.0.2.7", 2, "(Source)192.0.2.7 -> 10.0.0.1"},
-             Case{"Received: from a (10.1.1.1) by b\r\nReceived: from a (10.1.1.1) by c\r\n\r\n",
-                  "10.1.1.1", 1, "(Source)10.1.1.1"},
              Case{"Received: from x ([999.1.1.1])\r\n\r\n", "999.1.1.1", 1, "(Source)999.1.1.1"},
-             // The origin is the last address; the trail lists first appearances backwards.
+             // The origin is the last address; the trail lists first appearances backwards, so
+             // a relay seen twice is one hop.
              Case{"Received: 10.0.0.1 10.0.0.2\r\nReceived: 10.0.0.1\r\n\r\n", "10.0.0.1", 2,
                   "(Source)10.0.0.2 -> 10.0.0.1"},
-             Case{"Received: from localhost by mx\r\n\r\n", "", 0, "No IP trail found"},
              Case{"Subject: 192.0.2.1\r\n\r\n", "", 0, "No IP trail found"},
              Case{"Received: from a ([10.0.0.1])\r\n\r\nReceived: from b ([10.0.0.2])\r\n",
                   "10.0.0.1", 1, "(Source)10.0.0.1"},

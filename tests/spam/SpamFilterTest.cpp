@@ -8,14 +8,6 @@
 
 namespace {
 
-std::string Repeated(std::string_view token, int times) {
-    std::string text;
-    for (int i = 0; i < times; ++i) {
-        text.append(token).append(" ");
-    }
-    return text;
-}
-
 struct SpamFilterTest : clsDatabaseFixture, testing::Test {
     void SetUp() override {
         ASSERT_TRUE(Open());
@@ -26,9 +18,13 @@ struct SpamFilterTest : clsDatabaseFixture, testing::Test {
     }
     // One message holding token `times` times; then empty messages up to `messages` in all.
     void Train(bool good, std::string_view token, int times, int messages = 1) {
+        std::string body;
+        for (int i = 0; i < times; ++i) {
+            body.append(token).append(" ");
+        }
         for (int i = 0; i < messages; ++i) {
-            const std::string body = i == 0 ? Repeated(token, times) : std::string();
             good ? Filter->AddGoodData(body, "") : Filter->AddBadData(body, "");
+            body.clear();
         }
     }
     void PadTo(int goodMessages, int badMessages) {
@@ -64,13 +60,6 @@ TEST_F(SpamFilterTest, TokenProbabilityFollowsTheWeightedCountsClampsAndBadOnlyL
     }
 }
 
-TEST_F(SpamFilterTest, NoMessagesOnOneSideMakesEveryTokenFailAndIsLogged) {
-    Train(false, "lonely", 9);
-    EXPECT_EQ(Filter->TokenProbability("lonely", false), -1);
-    EXPECT_NE(LogText().find("SpamFilter->TokenProbability"), std::string::npos);
-    EXPECT_DOUBLE_EQ(Filter->SpamProbability("lonely lonely"), 0.5);
-}
-
 TEST_F(SpamFilterTest, SpamProbabilityCombinesTheTwentyMostDecisiveTokensTiesByText) {
     std::string text;
     for (char c = 'y'; c >= 'a'; --c) {  // 25 tokens of 0.9998, given in reverse order
@@ -99,6 +88,10 @@ TEST_F(SpamFilterTest, SpamProbabilityCombinesTheTwentyMostDecisiveTokensTiesByT
 
 TEST_F(SpamFilterTest, TheVerdictNeedsTenMessagesOnEachSide) {
     Train(false, "winner", 30, 9);
+    // With no good mail every token fails (and is logged): the empty products give 0.5.
+    EXPECT_EQ(Filter->TokenProbability("winner", false), -1);
+    EXPECT_NE(LogText().find("SpamFilter->TokenProbability"), std::string::npos);
+    EXPECT_DOUBLE_EQ(Filter->SpamProbability("winner winner"), 0.5);
     PadTo(19, 9);
     std::string debug;
     EXPECT_EQ(Filter->TextSpamProbability("winner winner", "", &debug), 0);
@@ -115,8 +108,6 @@ TEST_F(SpamFilterTest, HeaderRulesOverrideTheClassifierWhenTheirCriteriaHold) {
     Filter->SetSpamHeaders(true);
     ASSERT_TRUE(Filter->SetSpamHeaderRule("X-Spam-Score", ">= 5"));
     ASSERT_TRUE(Filter->SetSpamHeaderRule("X-Other", "0.5"));
-    EXPECT_FALSE(Filter->SetSpamHeaderRule("X-Bad", "lots"));
-    ASSERT_TRUE(Filter->SaveSpamHeaders());
     struct Case {
         const char* Headers;
         double Expected;
@@ -126,46 +117,25 @@ TEST_F(SpamFilterTest, HeaderRulesOverrideTheClassifierWhenTheirCriteriaHold) {
         {"X-Spam-Score: -8.0\r\n\r\n", 1.0},  // the pattern takes no sign: read as 8.0
         {"X-Spam-Score: none\r\n\r\n", 0.5},  // logged, not parsed
         {"X-Other: 0.7\r\n\r\n", 1.0},        // a bare number means "at least"
-        {"X-Spam-Score: 9\r\n", 0.5},         // no blank line ends it: no headers at all
     };
     for (const Case& c : cases) {
         EXPECT_DOUBLE_EQ(Filter->TextSpamProbability("", c.Headers, nullptr), c.Expected)
             << c.Headers;
     }
     EXPECT_NE(LogText().find("failed to parse spam score from \"none\""), std::string::npos);
-
-    clsSpamFilter again(Db, Log, Folder.Path());  // the rules were stored
-    ASSERT_EQ(again.SpamHeaderRules().size(), 2u);
-    EXPECT_TRUE(again.RemoveSpamHeaderRule("x-other"));
-    ASSERT_TRUE(again.SaveSpamHeaders());
-    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM [Spam Headers]"), "1");
 }
 
-TEST_F(SpamFilterTest, SavedCorporaComeBackWithCountsAndVersionsAndClearingMovesTheVersionOn) {
+TEST_F(SpamFilterTest, SavedCorporaComeBackAndClearingMovesEachSidesOwnVersionOn) {
     Train(false, "offer", 7, 12);
-    Train(true, "meeting", 3, 11);
+    Filter->AddGoodData("meeting", "X-Mailer: mutt mutt mutt mutt mutt\r\n\r\n");
     ASSERT_TRUE(Filter->SaveTokenDatabase());
-    const std::int32_t version = Filter->GoodCorpusVersion();
     {
         clsSpamFilter again(Db, Log, Folder.Path());
-        EXPECT_EQ(again.GoodCount(), 11);
+        EXPECT_EQ(again.GoodCount(), 1);
         EXPECT_EQ(again.BadCount(), 12);
         EXPECT_DOUBLE_EQ(again.TokenProbability("offer", false), 0.9998);
-        EXPECT_DOUBLE_EQ(again.TokenProbability("meeting", false), 0.011);
-        again.ClearData();
-        EXPECT_EQ(again.GoodCorpusVersion(), version + 1);
-        again.Close();  // saves, since clearing changed the corpora
+        EXPECT_DOUBLE_EQ(again.TokenProbability("mutt", true), 0.011);
     }
-    clsSpamFilter cleared(Db, Log, Folder.Path());
-    EXPECT_EQ(cleared.GoodCount(), 0);
-    EXPECT_EQ(cleared.BadTokenCount(), 0u);
-    EXPECT_EQ(cleared.BadCorpusVersion(), version + 1);
-}
-
-TEST_F(SpamFilterTest, ClearingSavedCorporaNeverLoadedMovesEachSidesOwnVersionOn) {
-    Train(false, "offer", 7, 12);
-    Filter->AddGoodData("meeting", Repeated("X-Mailer: mutt\r\n", 5) + "\r\n");
-    ASSERT_TRUE(Filter->SaveTokenDatabase());
     clsDatabaseFixture::Run("UPDATE Bad_Corpus SET Count=8 WHERE Token='Corpus_Version'");
     {
         clsSpamFilter fresh(Db, Log, Folder.Path());  // nothing loaded before the clearing
@@ -174,8 +144,8 @@ TEST_F(SpamFilterTest, ClearingSavedCorporaNeverLoadedMovesEachSidesOwnVersionOn
         fresh.AddGoodData("", "");
         fresh.AddBadData("offer", "");
         EXPECT_EQ(fresh.GoodTokenCount(), 0u);
-        EXPECT_EQ(fresh.TokenProbability("x-mailer", true), -1);  // the headers are gone too
-        ASSERT_TRUE(fresh.SaveTokenDatabase());
+        EXPECT_EQ(fresh.TokenProbability("mutt", true), -1);  // the headers are gone too
+        fresh.Close();  // saves, since clearing changed the corpora
     }
     clsSpamFilter cleared(Db, Log, Folder.Path());
     EXPECT_EQ(cleared.GoodCorpusVersion(), 1);
