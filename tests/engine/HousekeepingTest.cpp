@@ -168,7 +168,13 @@ TEST(Housekeeping, FirstGenerationFilesAreConvertedOnceAnyOfThemHoldsTwoRows) {
     };
     for (const Case& c : {
              Case{"one row each", "1", h + ann, junk, {}, 0, "1"},
-             Case{"two incoming", "1", h + ann + bob, junk, {annRule, bobRule, sentRule}, 1, "3"},
+             Case{"two incoming, a blank row between",
+                  "1",
+                  h + ann + ",,,,,,,\r\n" + bob,
+                  junk,
+                  {annRule, bobRule, sentRule},
+                  1,
+                  "3"},
              Case{"no marker", "", h + ann + bob, "", {}, 0, ""},
              Case{
                  "few columns", "1", "From,To\r\na@x.org,\r\nb@x.org,\r\n", "", {sentRule}, 0, "1"},
@@ -185,37 +191,17 @@ TEST(Housekeeping, FirstGenerationFilesAreConvertedOnceAnyOfThemHoldsTwoRows) {
         }
         f.Start({"Inbox/Clients", "Archive"});
         EXPECT_EQ(f.Settings.ReadText("Rules", "Version", ""), c.MarkerAfter);
+        if (c.MarkerAfter == "3") {
+            for (const char* line :
+                 {"   3 incoming rules loaded.\n", "   1 junk address loaded.\n",
+                  "   Corvel->ConvertRulesv1tov3: Rules converted successfully\n"}) {
+                EXPECT_TRUE(Holds(f.LogText(), line)) << line;
+            }
+        }
         // Starting again converts nothing twice.
         f.Engine.reset();
         f.Start();
         EXPECT_EQ(RuleLines(*f.Engine), c.Rules);
         EXPECT_EQ(BlockedSenders(*f.Engine).size(), c.Senders);
     }
-}
-
-TEST(Housekeeping, AConversionLogsItsCountsAndKeepsARecordOfTheRows) {
-    clsEngineFixture f;
-    std::filesystem::create_directories(f.DataFolder);
-    std::ofstream(f.DataFolder / "Incoming Mail.csv")
-        << "From,To,Including this text in subject,Including this text in body,Stop Processing?,"
-           "Target Folder,Copy or Move,Mark as read\n,,,,,,,\na@x.org,,,,,Archive,,\nb@x.org,,,,,"
-           "Archive,,\n";
-    std::ofstream(f.DataFolder / "Junk Mail.csv") << "Email Address\nspam@x.org\n";
-    f.Settings.SaveText("Rules", "Version", "1");
-    f.Start({"Archive"});
-    const std::string log = f.LogText();
-    for (const char* line :
-         {"   3 incoming rules loaded.\n", "   0 outgoing rules loaded.\n",
-          "   1 junk address loaded.\n",
-          "   Corvel->ConvertRulesv1tov3: Converting rules to version 3\n",
-          "   Corvel->ConvertJunkAddressesv1tov3: 1 junk senders imported to database\n",
-          "   Corvel->ConvertRulesv1tov3: Rules converted successfully\n"}) {
-        EXPECT_TRUE(Holds(log, line)) << line;
-    }
-    EXPECT_EQ(RuleLines(*f.Engine).size(), 2u);  // the blank row is no rule
-    EXPECT_EQ(ReadLines(f.DataFolder / "Converted Incoming Mail.csv"),
-              (std::vector<std::string>{"Key,FromEmail,ToEmail,SubjectContains,BodyContains,"
-                                        "StopProcessing,TargetFolder,Copy,MarkAsRead,RuleID\r",
-                                        "1,,,,,,,,,\r", "2,a@x.org,,,,,Archive,,,1\r",
-                                        "3,b@x.org,,,,,Archive,,,2\r"}));
 }

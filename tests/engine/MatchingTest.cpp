@@ -29,7 +29,6 @@ TEST(Matching, CriteriaAndDirectionDecideWhichItemsMatch) {
         bool Matches;
     } const cases[] = {
         {"FW: INVOICE 12", "x", "a@x.org", true},
-        {"inv oice", "x", "a@x.org", false},
         {"Hello", "the PAYMENT is late", "ann@example.com", true},
         {"Hello", "the payment is late", "ann@sub.example.com", false},
         {"Hello", "the payment is late", "ann@example.com.evil", false},
