@@ -39,8 +39,6 @@ TEST_F(RulesArchiveCommand, AnExportImportedByAnotherUserListsTheSameRules) {
     EXPECT_EQ(annList.Out.substr(0, 2), "1\t");
     EXPECT_EQ(Run("bob", {"rules", "list"}).Out, annList.Out);
     EXPECT_EQ(Run("bob", {"groups", "list"}).Out, Run("ann", {"groups", "list"}).Out);
-    EXPECT_EQ(Run("bob", {"rules", "import", archive}).Out,
-              "Imported 0 rules from " + archive + "\n");
 
     // Failures say what to do and change nothing.
     std::ofstream(Home("bob") / "notes.zip") << "not an archive";
