@@ -1,4 +1,5 @@
-// The mail commands of the corvel binary end to end: profiles, folders, items, show, watch.
+// The mail commands of the corvel binary end to end: the first profile, folders, items, show,
+// watch.
 #include "CliTestSupport.h"
 #include "cli/clsRunLock.h"
 
@@ -20,32 +21,12 @@ TEST_F(MailCommands, AFirstRunMakesADefaultProfileWhoseMailTheCommandsRead) {
            "Subject: =?UTF-8?B?w4ljaMOpYW5jZQ==?=\n\nPayez.\n";
     EXPECT_EQ(Must({"items", "Acme"}),
               "1\tINBOX/Clients/Acme/1.A.host\tMailItem\trene@example.fr\tÉchéance\n");
-    EXPECT_EQ(Run({"folders", "find", "cme"}).Out, "\\\\Mailbox\\Inbox\\Clients\\Acme\n");
     const std::string show = Must({"show", "INBOX/Clients/Acme/1.A.host"});
     for (const char* expected : {"Subject: Échéance\n", "From: René <rene@example.fr>\n",
                                  "Recipient: Bob <bob@example.net>\n", "Unread: no\n",
                                  "Folder: \\\\Mailbox\\Inbox\\Clients\\Acme\n", "\nPayez.\n"}) {
         EXPECT_TRUE(Holds(show, expected)) << expected << show;
     }
-    EXPECT_EQ(Run({"items", "Acme", "--limit", "0"}).Out, "");
-}
-
-TEST_F(MailCommands, ProfilesAreAddedShownAndChosen) {
-    const std::filesystem::path work = mFolder.Path() / "Work Mail";
-    Must({"profile", "add", "Work", "--maildir", work.string(), "--store-name", "Work",
-          "--transport", "smtp://mail.example.org:587", "--smtp-user", "me", "--password-command",
-          "echo secret", "--address", "me@example.org", "--default"});
-    const std::string show = Must({"profile", "show", "Work"});
-    for (const char* expected : {"Name: Work (default)\n", "Store name: Work\n",
-                                 "Transport: smtp://mail.example.org:587\n", "SMTP user: me\n",
-                                 "Address: me@example.org\n"}) {
-        EXPECT_TRUE(Holds(show, expected)) << expected << show;
-    }
-    EXPECT_TRUE(Holds(Must({"folders"}), "\\\\Work\\Inbox"));
-    EXPECT_TRUE(std::filesystem::is_directory(work / "cur"));
-    EXPECT_TRUE(Holds(Run({"--profile", "Nobody", "folders"}).Err, "corvel profile list"));
-    EXPECT_NE(Run({"profile", "add", "Bad", "--maildir", "x", "--transport", "ftp://x"}).ExitCode,
-              0);
 }
 
 TEST_F(MailCommands, WatchedFoldersAreChangedOnlyWhileNoDaemonRuns) {

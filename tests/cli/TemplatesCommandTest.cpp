@@ -14,23 +14,11 @@ TEST_F(TemplatesCommand, CreatesListsShowsAndDeletesTemplates) {
                     "--html"}),
               "2\n");
     EXPECT_EQ(Run({"templates", "list"}).Out, "1\tAway until Monday\n2\tThanks\n");
-
-    struct Case {
-        std::string ID;
-        std::vector<std::string> Expected;
-    };
-    for (const Case& c :
-         {Case{"1",
-               {"ID: 1\n", "Subject: Away until Monday\n", "Format: plain\n",
-                "\n\nBack on Monday, <-[SenderName]->."}},
-          Case{"2",
-               {"Subject: Thanks\n", "Format: html\n", "<p>Hello &lt;-[SenderName]-&gt;</p>"}}}) {
-        const std::string show = Must({"templates", "show", c.ID});
-        for (const std::string& expected : c.Expected) {
-            EXPECT_TRUE(Holds(show, expected)) << expected << show;
-        }
-    }
-
+    const std::string plain = Must({"templates", "show", "1"});
+    EXPECT_TRUE(Holds(plain, "Format: plain\n\nBack on Monday, <-[SenderName]->.")) << plain;
+    const std::string rich = Must({"templates", "show", "2"});
+    EXPECT_TRUE(Holds(rich, "Format: html\n")) << rich;
+    EXPECT_TRUE(Holds(rich, "<p>Hello &lt;-[SenderName]-&gt;</p>")) << rich;
     Must({"templates", "delete", "1"});
     EXPECT_EQ(Run({"templates", "list"}).Out, "2\tThanks\n");
 }

@@ -71,15 +71,11 @@ struct clsEngineFixture : clsTestEnvironment {
         const std::string message = "From: " + std::string(from) + "\nTo: " + std::string(to) +
                                     "\nSubject: " + std::string(subject) + "\n\n" +
                                     std::string(body);
-        Deliver(Root, std::to_string(++Delivered) + ".T.host", message);
-        const clsMailItems items = FolderAt("INBOX").Items();
-        for (long i = items.Count(); i >= 1; --i) {
-            if (auto item = items.Item(i); item && item->Subject() == subject) {
-                return *item;
-            }
-        }
-        ADD_FAILURE() << "delivered mail not found: " << subject;
-        return Mapi().CreateItem();
+        const std::string name = std::to_string(++Delivered) + ".T.host";
+        Deliver(Root, name, message);
+        const auto item = Mapi().GetItemFromID("INBOX/" + name);
+        EXPECT_TRUE(item) << "delivered mail not found: " << subject;
+        return item ? *item : Mapi().CreateItem();
     }
     std::vector<std::string> Subjects(std::string_view folderID) {
         return SubjectsOf(FolderAt(folderID));

@@ -1,5 +1,5 @@
-// Export and import of the rule store, the checking of rule folders and the conversion of the
-// first-generation rule files, on engines started on Maildirs in temporary folders.
+// Export and import of the rule store and the conversion of the first-generation rule files, on
+// engines started on Maildirs in temporary folders.
 #include "EngineTestSupport.h"
 #include "database/clsDbConnection.h"
 #include "foundation/clsZipArchive.h"
@@ -117,10 +117,6 @@ TEST(Housekeeping, AnExportFillsAnEmptyDataFolderMergesIntoAFullOneAndNoOtherFil
     EXPECT_EQ(BlockedSenders(*target.Engine),
               (std::vector<std::string>{"more@example.net", "SPAM@example.org"}));
 
-    EXPECT_FALSE(source.Engine->ExportRulesToFile(source.Folder.Path() / "no" / "rules.zip"));
-    EXPECT_TRUE(Holds(source.LogText(), "Message (Export Failed): Error:\n"));
-    EXPECT_TRUE(StoresOpen(*source.Engine));
-
     // An archive without a rules database is refused and changes nothing.
     const std::filesystem::path files = source.Folder.Path() / "files";
     std::filesystem::create_directory(files);
@@ -136,14 +132,10 @@ TEST(Housekeeping, AnExportFillsAnEmptyDataFolderMergesIntoAFullOneAndNoOtherFil
     };
     for (const Case& c : {Case{"other name", "Notes.mdb", files / "note.txt"},
                           Case{"text as database", "Rules.mdb", files / "note.txt"},
-                          Case{"other database", "Rules.mdb", files / "other.sqlite"},
-                          Case{"not an archive", "", files / "note.txt"}}) {
+                          Case{"other database", "Rules.mdb", files / "other.sqlite"}}) {
         SCOPED_TRACE(c.Name);
-        std::filesystem::path given = c.File;
-        if (!c.Inside.empty()) {
-            given = source.Folder.Path() / (c.Name + ".zip");
-            ASSERT_TRUE(clsZipArchive(given).Write({{c.Inside, c.File}}).IsOk());
-        }
+        const std::filesystem::path given = source.Folder.Path() / (c.Name + ".zip");
+        ASSERT_TRUE(clsZipArchive(given).Write({{c.Inside, c.File}}).IsOk());
         EXPECT_FALSE(source.Engine->ImportRulesFromFile(given));
         EXPECT_TRUE(Holds(source.LogText(),
                           "Message (Import Failed): Invalid import file:\n" + given.string()));
@@ -152,25 +144,6 @@ TEST(Housekeeping, AnExportFillsAnEmptyDataFolderMergesIntoAFullOneAndNoOtherFil
         EXPECT_TRUE(StoresOpen(*source.Engine));
         EXPECT_FALSE(std::filesystem::exists(ImportFolder()));
     }
-}
-
-TEST(Housekeeping, VerifyRulesLogsEachFolderThatIsMissing) {
-    clsEngineFixture f;
-    f.Start({"Inbox/Clients"});
-    f.AddRule(Rule("a@example.org", {clsEngineFixture::FileTo(kClients, false)}));
-    const std::int32_t gone = f.AddRule(
-        Rule("b@example.org", {clsEngineFixture::FileTo("Clients", true),
-                               clsEngineFixture::FileTo("\\\\Mailbox\\Inbox\\Gone", false)}));
-    f.AddRule(Rule("c@example.org", {{}}));
-    EXPECT_EQ(f.Engine->VerifyRules(), 1);
-    const std::string log = f.LogText();
-    EXPECT_TRUE(
-        Holds(log, "Corvel->VerifyRule: Folder not found - \\\\Mailbox\\Inbox\\Gone (rule ID = " +
-                       std::to_string(gone) + ")"));
-    EXPECT_FALSE(Holds(log, "Folder not found - \\\\Mailbox\\Inbox\\Clients"));
-    f.MakeFolder("Inbox/Gone");
-    f.Engine->cvFolderCache()->BuildFolderCache();
-    EXPECT_EQ(f.Engine->VerifyRules(), 0);
 }
 
 TEST(Housekeeping, FirstGenerationFilesAreConvertedOnceAnyOfThemHoldsTwoRows) {
@@ -195,8 +168,13 @@ TEST(Housekeeping, FirstGenerationFilesAreConvertedOnceAnyOfThemHoldsTwoRows) {
     };
     for (const Case& c : {
              Case{"one row each", "1", h + ann, junk, {}, 0, "1"},
-             Case{"two incoming", "1", h + ann + bob, junk, {annRule, bobRule, sentRule}, 1, "3"},
-             Case{"two junk", "1", h + ann, junk + " b@x.org \r\n", {annRule, sentRule}, 2, "3"},
+             Case{"two incoming, a blank row between",
+                  "1",
+                  h + ann + ",,,,,,,\r\n" + bob,
+                  junk,
+                  {annRule, bobRule, sentRule},
+                  1,
+                  "3"},
              Case{"no marker", "", h + ann + bob, "", {}, 0, ""},
              Case{
                  "few columns", "1", "From,To\r\na@x.org,\r\nb@x.org,\r\n", "", {sentRule}, 0, "1"},
@@ -213,37 +191,17 @@ TEST(Housekeeping, FirstGenerationFilesAreConvertedOnceAnyOfThemHoldsTwoRows) {
         }
         f.Start({"Inbox/Clients", "Archive"});
         EXPECT_EQ(f.Settings.ReadText("Rules", "Version", ""), c.MarkerAfter);
+        if (c.MarkerAfter == "3") {
+            for (const char* line :
+                 {"   3 incoming rules loaded.\n", "   1 junk address loaded.\n",
+                  "   Corvel->ConvertRulesv1tov3: Rules converted successfully\n"}) {
+                EXPECT_TRUE(Holds(f.LogText(), line)) << line;
+            }
+        }
         // Starting again converts nothing twice.
         f.Engine.reset();
         f.Start();
         EXPECT_EQ(RuleLines(*f.Engine), c.Rules);
         EXPECT_EQ(BlockedSenders(*f.Engine).size(), c.Senders);
     }
-}
-
-TEST(Housekeeping, AConversionLogsItsCountsAndKeepsARecordOfTheRows) {
-    clsEngineFixture f;
-    std::filesystem::create_directories(f.DataFolder);
-    std::ofstream(f.DataFolder / "Incoming Mail.csv")
-        << "From,To,Including this text in subject,Including this text in body,Stop Processing?,"
-           "Target Folder,Copy or Move,Mark as read\n,,,,,,,\na@x.org,,,,,Archive,,\nb@x.org,,,,,"
-           "Archive,,\n";
-    std::ofstream(f.DataFolder / "Junk Mail.csv") << "Email Address\nspam@x.org\n";
-    f.Settings.SaveText("Rules", "Version", "1");
-    f.Start({"Archive"});
-    const std::string log = f.LogText();
-    for (const char* line :
-         {"   3 incoming rules loaded.\n", "   0 outgoing rules loaded.\n",
-          "   1 junk address loaded.\n",
-          "   Corvel->ConvertRulesv1tov3: Converting rules to version 3\n",
-          "   Corvel->ConvertJunkAddressesv1tov3: 1 junk senders imported to database\n",
-          "   Corvel->ConvertRulesv1tov3: Rules converted successfully\n"}) {
-        EXPECT_TRUE(Holds(log, line)) << line;
-    }
-    EXPECT_EQ(RuleLines(*f.Engine).size(), 2u);  // the blank row is no rule
-    EXPECT_EQ(ReadLines(f.DataFolder / "Converted Incoming Mail.csv"),
-              (std::vector<std::string>{"Key,FromEmail,ToEmail,SubjectContains,BodyContains,"
-                                        "StopProcessing,TargetFolder,Copy,MarkAsRead,RuleID\r",
-                                        "1,,,,,,,,,\r", "2,a@x.org,,,,,Archive,,,1\r",
-                                        "3,b@x.org,,,,,Archive,,,2\r"}));
 }

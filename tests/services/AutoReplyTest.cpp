@@ -1,5 +1,6 @@
 // Auto-reply templates on a real Maildir, and replies sent through a real SMTP receiver: every
 // field filled in both of its written forms, values escaped in HTML, nothing sent on failure.
+// Creating, listing and showing templates is checked on the binary in TemplatesCommandTest.
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -101,45 +102,11 @@ std::string TemplateText(bool html, const std::vector<clsFieldCase>& cases, bool
 
 }  // namespace
 
-TEST(AutoReplyTemplates, AreCreatedListedDescribedAndDeletedForGood) {
-    clsAutoReplyFixture f;
-    EXPECT_TRUE(Holds(f.LogText(), "Autoreply: Initialise"));
-    EXPECT_TRUE(f.AutoReply->Templates().empty());
-    const auto folder = f.AutoReply->TemplateFolder();
-    ASSERT_TRUE(folder && f.AutoReply->TemplateFolder());
-    EXPECT_EQ(folder->FolderPath(), "\\\\Mailbox\\Autoreply Templates (Corvel)");
-
-    ASSERT_EQ(f.AutoReply->CreateTemplate("Grüße", "Bin im Urlaub,\n<-[SenderName]->."), 1);
-    ASSERT_EQ(
-        f.AutoReply->CreateTemplate("Fancy", "<p>Hi &lt;-[SenderName]-&gt;</p><p>Bye</p>", true),
-        2);
-    EXPECT_EQ(f.AutoReply->TemplateDescription(1), "Grüße");
-    EXPECT_EQ(WithoutCr(f.AutoReply->Template(1).value().Body())
-                  .rfind("Bin im Urlaub,\n<-[SenderName]->.\n", 0),
-              0U);
-    EXPECT_EQ(f.AutoReply->TemplateHTMLBody(1), "");
-    EXPECT_EQ(
-        WithoutCr(f.AutoReply->Template(2).value().Body()).rfind("Hi <-[SenderName]->\nBye", 0),
-        0U);
-    EXPECT_EQ(WithoutCr(f.AutoReply->TemplateHTMLBody(2)),
-              "<p>Hi &lt;-[SenderName]-&gt;</p><p>Bye</p>\n");
-    EXPECT_EQ(f.AutoReply->TemplateDescription(9), "");
-    EXPECT_FALSE(f.AutoReply->Template(9));
-
-    ASSERT_TRUE(f.AutoReply->DeleteTemplate(1));
-    EXPECT_FALSE(f.AutoReply->DeleteTemplate(1));
-    EXPECT_TRUE(Holds(f.LogText(), "Autoreply->DeleteTemplate (1)"));
-    EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::DeletedItems)->Items().Count(), 0)
-        << "a template is removed, not put in Deleted Items";
-    EXPECT_EQ(folder->Items().Count(), 1);
-    EXPECT_EQ(f.AutoReply->Templates(), (std::vector<clsTemplateSummary>{{2, "Fancy"}}));
-}
-
 TEST(AutoReplyTemplates, NewIDsGrowFromTheLargestUsableIDInUse) {
     clsAutoReplyFixture f;
     const clsMailFolder folder = *f.AutoReply->TemplateFolder();
     const auto directory = f.Root / ".Autoreply Templates (Corvel)";
-    for (const char* value : {"", "x7", "7x", "-3", "0", "99999999999"}) {
+    for (const char* value : {"", "7x", "-3", "99999999999"}) {
         Deliver(directory, std::string("odd") + value + ".A.host", TestMessage(value));
     }
     const clsMailItems items = folder.Items();
@@ -160,6 +127,9 @@ TEST(AutoReplyTemplates, NewIDsGrowFromTheLargestUsableIDInUse) {
     EXPECT_EQ(f.AutoReply->CreateTemplate("four", "text"), 4) << "not the count plus one";
     ASSERT_TRUE(f.AutoReply->DeleteTemplate(4));
     ASSERT_TRUE(f.AutoReply->DeleteTemplate(3));
+    EXPECT_FALSE(f.AutoReply->DeleteTemplate(3));
+    EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::DeletedItems)->Items().Count(), 0)
+        << "a template is removed, not put in Deleted Items";
     EXPECT_EQ(f.AutoReply->CreateTemplate("again", "text"), 2) << "not a counter that only grows";
     EXPECT_EQ(f.AutoReply->Templates(),
               (std::vector<clsTemplateSummary>{{1, "one"}, {2, "again"}}));
@@ -199,9 +169,7 @@ TEST(AutoReplySending, FillsEveryFieldInBothFormsEscapesHtmlAndSendsNothingOnFai
     EXPECT_EQ(plain.Subject(), "Re: " + kSubject + " (<-[sendername]->)");
     EXPECT_EQ(WithoutCr(plain.Body()), TemplateText(false, cases, true));
     EXPECT_EQ(clsMimeMessage::HTMLPart(sent[0].Bytes), "") << "a plain template stays plain";
-    const std::string html = WithoutCr(clsMimeMessage::HTMLPart(sent[1].Bytes));
-    EXPECT_EQ(html, TemplateText(true, cases, true));
-    EXPECT_FALSE(Holds(html, "<script>"));
+    EXPECT_EQ(WithoutCr(clsMimeMessage::HTMLPart(sent[1].Bytes)), TemplateText(true, cases, true));
     EXPECT_TRUE(Holds(f.LogText(), "Autoreply sent successfully to ann@example.org"));
 
     const clsMimeMessage editor = clsMimeMessage::Parse(sent[2].Bytes);
@@ -223,7 +191,6 @@ TEST(AutoReplySending, FillsEveryFieldInBothFormsEscapesHtmlAndSendsNothingOnFai
         EXPECT_FALSE(f.AutoReply->SendAutoreply(f.Received(c.From, "hi"), c.ID));
         EXPECT_TRUE(Holds(f.LogText(), c.Logged));
     }
-    EXPECT_TRUE(Holds(f.LogText(), "Autoreply->SendAutoReply"));
     EXPECT_EQ(peer.Received().size(), 3U);
     EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::SentMail)->Items().Count(), 3);
 }
