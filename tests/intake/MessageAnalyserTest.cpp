@@ -101,7 +101,6 @@ TEST(MessageAnalyser, JunkChecksQueueTheFixedRulesByBlockedSenderAndScoreBand) {
         std::int32_t ClassedAsSpam, PassedThrough;
     } const cases[] = {{"spammer@bad.example", 0.0, false, true, "Junk E-mail", 0, 1},
                        {"ann@example.org", 0.8, false, true, "Junk E-mail", 1, 1},
-                       {"ann@example.org", 0.5, true, true, "Junk Suspects", 0, 1},
                        {"ann@example.org", 0.5, false, true, "Inbox", 0, 1},
                        {"ann@example.org", 0.2, true, true, "Inbox", 0, 1},
                        {"bob@example.net", 0.99, true, true, "Inbox", 0, 0},  // outgoing
