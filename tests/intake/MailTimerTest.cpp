@@ -69,6 +69,7 @@ struct MailTimerTest : ::testing::Test {
     modTimers Timers{Loop, Env.Log};
     clsRecordingWork Work;
 
+    MailTimerTest() { Timers.SetWork(&Work); }
     void RunFor(milliseconds span) {
         Loop.StartTimer(span.count(), [this] { Loop.Stop(); });
         Loop.Run();
@@ -76,7 +77,6 @@ struct MailTimerTest : ::testing::Test {
 };
 
 TEST_F(MailTimerTest, ATickArrivingWhileOneRunsDoesNothing) {
-    Timers.SetWork(&Work);
     Work.Reenter = &Timers;
     Timers.ProcessMailTimer();
     EXPECT_EQ(Work.QueueRuns, 1);
@@ -85,7 +85,6 @@ TEST_F(MailTimerTest, ATickArrivingWhileOneRunsDoesNothing) {
 }
 
 TEST_F(MailTimerTest, WhileTheEngineIsOffTicksDoNothingAndTheTimerRunsOnEveryHalfSecond) {
-    Timers.SetWork(&Work);
     Work.Enabled = false;
     Timers.StartIncomingMailTimer();
     RunFor(milliseconds(1200));
@@ -103,7 +102,6 @@ TEST_F(MailTimerTest, WhileTheEngineIsOffTicksDoNothingAndTheTimerRunsOnEveryHal
 }
 
 TEST_F(MailTimerTest, AFailingTickIsLoggedAndTheTimerReArmedUnlessShuttingDown) {
-    Timers.SetWork(&Work);
     Work.Throw = true;
     Timers.ProcessMailTimer();
     EXPECT_NE(Env.LogText().find("Timers->ProcessMailTimer: queue broke"), std::string::npos);
