@@ -481,16 +481,17 @@ protected:
                           bool killed) const {
         clsItemState original = message.Outcome.Original;
         std::vector<std::string> actual, expected, wanted, processed;
-        std::string recorded;
+        std::string recorded;  // every found item's "CVProcessed", for the report
         for (const clsFoundItem& item : items) {
             const std::string& place = item.State.Folder;
             if (std::find(message.Places.begin(), message.Places.end(), place) !=
                 message.Places.end()) {
                 original.Folder = place;  // the close verdict fell this way
-                std::istringstream words(recorded = item.Processed);
+                std::istringstream words(item.Processed);
                 processed = {std::istream_iterator<std::string>(words), {}};
             }
             actual.push_back(StateText(item.State));
+            recorded += " \"" + item.Processed + "\"";
         }
         expected.push_back(StateText(original));
         for (const clsItemState& state : message.Outcome.Copies) {
@@ -516,8 +517,8 @@ protected:
         }
         return message.Name + " p=" + std::to_string(message.Before) + " then " +
                std::to_string(message.After) + "\n    expected: " + Joined(expected) +
-               "\n    found:    " + Joined(actual) + "\n    CVProcessed \"" + recorded +
-               "\", wanted " + Joined(wanted);
+               "\n    found:    " + Joined(actual) + "\n    CVProcessed" + recorded + ", wanted " +
+               Joined(wanted);
     }
 
     // Waits for the delivery to end, then until the daemon has nothing left to do: two whole
