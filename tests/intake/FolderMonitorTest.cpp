@@ -1,5 +1,5 @@
 // Watched folders on a real Maildir with the real analyser and queue: a rule that matches every
-// message makes each analysed item show up in the queue. (The daemon scenario covers arrivals.)
+// message makes each analysed item show up in the queue.
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -22,6 +22,10 @@ std::vector<std::string> SplitAt(const std::string& text, std::string_view separ
         }
         start = end + separator.size();
     }
+}
+
+std::string ScanPosition(const clsMonitoredFolder& folder) {
+    return SplitAt(folder.Serialize(), "\t").at(5);
 }
 
 struct clsMonitorFixture : clsIntakeFixture {
@@ -57,6 +61,36 @@ struct clsMonitorFixture : clsIntakeFixture {
         }
     }
 };
+
+TEST(FolderMonitorCheckNew, LooksOnlyAtArrivalsAndHoldsTheQueueUntilTheFolderIsQuiet) {
+    struct Step {
+        int Deliver;
+        bool FoundNew;
+        const char* ScanPosition;
+        int Queued, QueuedAfterRun;
+    };
+    clsMonitorFixture f;
+    f.StartMonitor();
+    auto inbox = f.Watch("INBOX");
+    int round = 0;
+    for (const Step& s : {Step{0, false, "0", 0, 0},  // empty: nothing to fetch
+                          Step{3, false, "3", 0, 0},  // first look: mail present is left alone
+                          Step{2, true, "6", 3, 3},   // the last one seen again and the two new
+                          Step{0, false, "5", 3, 0}}) {
+        SCOPED_TRACE(++round);
+        f.DeliverInto("", s.Deliver);
+        EXPECT_EQ(inbox->CheckNew(), s.FoundNew);
+        EXPECT_EQ(ScanPosition(*inbox), s.ScanPosition);
+        EXPECT_EQ(f.Queue->ItemCount(), s.Queued);
+        f.RunQueue();
+        f.Ticks.Step = 0;
+        EXPECT_EQ(f.Queue->ItemCount(), s.QueuedAfterRun);
+        if (round == 1) {
+            EXPECT_TRUE(Holds(f.LogText(), "MonitoredFolder->CheckNew: no items found"));
+            EXPECT_FALSE(Holds(f.LogText(), "CheckNew: Exit loop 1"));
+        }
+    }
+}
 
 TEST(FolderMonitorCheckFolder, WalksFromTheEndInSlicesOnlyWhenSwitchedOn) {
     struct Case {

@@ -1,6 +1,5 @@
-// The message analyser on a real Maildir and Rules.mdb: the rule query as logged and run, and the
-// matches it queues; the queue then shows what was queued. (The daemon scenario covers stop
-// rules, recorded rules and the junk checks.)
+// The message analyser on a real Maildir and Rules.mdb: the rule query as logged and run, the
+// matches it queues, and the junk checks; the queue then shows what was queued.
 #include "IntakeTestSupport.h"
 
 using Fixture = clsIntakeFixture;
@@ -85,4 +84,42 @@ TEST(MessageAnalyser, TheRuleQueryIsWrittenPieceByPieceAndRuns) {
     EXPECT_EQ(Occurrences(f.LogText(), "FROM Rules WHERE"),
               Occurrences(queries, "FROM Rules WHERE"));
     EXPECT_TRUE(Holds(f.LogText(), "item not a message (ReportItem), exiting"));
+}
+
+TEST(MessageAnalyser, JunkChecksQueueTheFixedRulesByBlockedSenderAndScoreBand) {
+    Fixture f;
+    f.StartIntake({}, {{"Rules Engine", "Check Junk", true},
+                       {"Filters", "Junk List", true},
+                       {"Filters", "Junk Heuristics", true}});
+    f.Mapi().SetOwnAddresses({"bob@example.net"});
+    ASSERT_TRUE(f.Engine->AddJunkSenderEmail("spammer@bad.example"));
+    struct Case {
+        const char* From;
+        double Probability;
+        bool Suspects, CheckJunk;
+        const char* Folder;
+        std::int32_t ClassedAsSpam, PassedThrough;
+    } const cases[] = {{"spammer@bad.example", 0.0, false, true, "Junk E-mail", 0, 1},
+                       {"ann@example.org", 0.8, false, true, "Junk E-mail", 1, 1},
+                       {"ann@example.org", 0.5, false, true, "Inbox", 0, 1},
+                       {"ann@example.org", 0.2, true, true, "Inbox", 0, 1},
+                       {"bob@example.net", 0.99, true, true, "Inbox", 0, 0},  // outgoing
+                       {"ann@example.org", 0.99, false, false, "Inbox", 0, 0}};
+    const clsStatistics& statistics = f.Engine->Statistics();
+    for (const Case& c : cases) {
+        const std::string subject = "junk " + std::to_string(f.Delivered);
+        SCOPED_TRACE(subject + " " + c.From + " " + std::to_string(c.Probability));
+        f.Spam->Probability = c.Probability;
+        f.Spam->UseJunkSuspects = c.Suspects;
+        f.Engine->SetUseJunkSuspectsFolder(c.Suspects);
+        f.Analyser->SetCheckJunk(c.CheckJunk);
+        const std::int32_t spam = statistics.EmailsClassedAsSpamCount();
+        const std::int32_t passed = statistics.EmailsPassedThroughSpamFilterCount();
+        clsMailItem item = f.DeliverMail(subject, "Hello.\n", c.From);
+        f.Analyser->AnalyseMessage(item);
+        f.RunQueue();
+        EXPECT_TRUE(f.ItemIn(f.TopFolderID(c.Folder), subject));
+        EXPECT_EQ(statistics.EmailsClassedAsSpamCount() - spam, c.ClassedAsSpam);
+        EXPECT_EQ(statistics.EmailsPassedThroughSpamFilterCount() - passed, c.PassedThrough);
+    }
 }
