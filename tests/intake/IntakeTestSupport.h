@@ -53,7 +53,7 @@ struct clsIntakeFixture : clsEngineFixture {
     // and the analyser, which read them.
     void StartIntake(const std::vector<std::string>& folders = {},
                      std::initializer_list<clsOption> options = {}) {
-        Start(folders);  // the store and its folders; its engine is replaced by one with the double
+        Start(folders);  // its engine is replaced by one with the double
         auto spamFilters = [this](classRulesDatabase&, clsLogFile&, const std::filesystem::path&) {
             auto spam = std::make_unique<clsSpamDouble>();
             Spam = spam.get();
@@ -79,8 +79,7 @@ struct clsIntakeFixture : clsEngineFixture {
         Analyser->InitialiseSpamEngine();
     }
 
-    // Works until the queue is empty or its head is held up, or for a thousand readings of the
-    // clock, so that a queue that never empties fails quickly.
+    // Works until the queue is empty or its head is held up, or for a thousand clock readings.
     void RunQueue() {
         Ticks.Step = 1;
         Queue->Process(1000);

@@ -33,7 +33,7 @@ TEST(MessageAnalyser, TheRuleQueryIsWrittenPieceByPieceAndRuns) {
     };
     const std::int32_t in = catchAll(true, true, "");
     const std::int32_t out = catchAll(false, true, "");
-    const std::int32_t off = catchAll(true, false, "Hello");
+    const std::int32_t off = catchAll(false, false, "Hello");
     const std::string select =
         "SELECT ID, SubjectContains, BodyContains, StopProcessing FROM Rules "
         "WHERE ";
@@ -50,27 +50,13 @@ TEST(MessageAnalyser, TheRuleQueryIsWrittenPieceByPieceAndRuns) {
          select + "Enabled=TRUE AND " + fromAnn +
              R"( AND ToEmail="" AND IncomingRule=TRUE ORDER BY Priority;)",
          {in}},
-        {"ann@example.org",
-         "Bob <Bob@Example.NET>",
-         false,
-         select + "Enabled=TRUE AND " + fromAnn +
-             R"(AND ToEmail IN ("", "bob@example.net", "@example.net") )"
-             "AND IncomingRule=TRUE ORDER BY Priority;",
-         {in}},
-        {"ann@example.org",
-         "bob@example.net, Cy <cy@other.example>",
-         true,
-         select + fromAnn +
-             R"(AND ToEmail IN ("", "bob@example.net", "@example.net", "cy@other.example", )"
-             R"("@other.example") AND IncomingRule=TRUE ORDER BY Priority;)",
-         {in, off}},
         {"Bob <bob@example.net>",
-         "ann@example.org",
-         false,
-         select + R"(Enabled=TRUE AND FromEmail IN ("","bob@example.net","@example.net") )"
-                  R"(AND ToEmail IN ("", "ann@example.org", "@example.org") )"
-                  "AND IncomingRule=FALSE ORDER BY Priority;",
-         {out}}};
+         "Ann <Ann@Example.ORG>, Cy <cy@other.example>",
+         true,
+         select + R"(FromEmail IN ("","bob@example.net","@example.net") )"
+                  R"(AND ToEmail IN ("", "ann@example.org", "@example.org", "cy@other.example", )"
+                  R"("@other.example") AND IncomingRule=FALSE ORDER BY Priority;)",
+         {out, off}}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.To);
         clsMailItem item =
@@ -100,48 +86,6 @@ TEST(MessageAnalyser, TheRuleQueryIsWrittenPieceByPieceAndRuns) {
     EXPECT_TRUE(Holds(f.LogText(), "item not a message (ReportItem), exiting"));
 }
 
-TEST(MessageAnalyser, StoppingRulesEndTheMatchAndRecordedRulesAreNotQueuedAgain) {
-    Fixture f;
-    f.StartIntake();
-    clsRuleAction read;
-    read.MarkAsRead = true;
-    const std::int32_t invoice = f.AddSubjectRule("invoice", read);
-    clsRuleRecord urgent;
-    urgent.BodyContains = "urgent";
-    urgent.StopProcessing = true;
-    urgent.Actions = {clsRuleAction{}};
-    const std::int32_t stop = f.AddRule(urgent);
-    const std::int32_t all = f.AddSubjectRule("");
-    struct Case {
-        const char *Subject, *Body;
-        std::vector<std::int32_t> Before;
-        bool Reapply;
-        std::vector<std::int32_t> After;
-        bool Read;
-    } const cases[] = {{"Invoice 7", "URGENT!", {}, false, {invoice, stop}, true},
-                       {"hello", "nothing", {}, false, {all}, false},
-                       {"an INVOICE", "nothing", {}, false, {invoice, all}, true},
-                       {"invoice", "nothing", {invoice}, false, {invoice, all}, false},
-                       {"invoice", "nothing", {invoice}, true, {invoice, all}, true},
-                       {"invoice", "nothing", {invoice, all}, false, {invoice, all}, false}};
-    for (const Case& c : cases) {
-        const std::string subject = std::string(c.Subject) + " #" + std::to_string(f.Delivered);
-        SCOPED_TRACE(subject);
-        clsMailItem item = f.DeliverMail(subject, c.Body);
-        if (!c.Before.empty()) {
-            item.AddUserProperty(clsQueue::kProcessedProperty,
-                                 {UserPropertyType::Text, Fixture::Mark(c.Before)});
-            ASSERT_TRUE(item.Save());
-        }
-        f.Analyser->SetReapplyRules(c.Reapply);
-        f.Analyser->AnalyseMessage(item);
-        EXPECT_EQ(f.Queue->ItemCount(), c.Before == c.After ? 0 : 1);
-        f.RunQueue();
-        EXPECT_EQ(Fixture::Processed(item), Fixture::Mark(c.After));
-        EXPECT_EQ(f.ItemIn("INBOX", subject)->UnRead(), !c.Read);
-    }
-}
-
 TEST(MessageAnalyser, JunkChecksQueueTheFixedRulesByBlockedSenderAndScoreBand) {
     Fixture f;
     f.StartIntake({}, {{"Rules Engine", "Check Junk", true},
@@ -156,9 +100,7 @@ TEST(MessageAnalyser, JunkChecksQueueTheFixedRulesByBlockedSenderAndScoreBand) {
         const char* Folder;
         std::int32_t ClassedAsSpam, PassedThrough;
     } const cases[] = {{"spammer@bad.example", 0.0, false, true, "Junk E-mail", 0, 1},
-                       {"ann@example.org", 0.95, false, true, "Junk E-mail", 1, 1},
                        {"ann@example.org", 0.8, false, true, "Junk E-mail", 1, 1},
-                       {"ann@example.org", 0.5, true, true, "Junk Suspects", 0, 1},
                        {"ann@example.org", 0.5, false, true, "Inbox", 0, 1},
                        {"ann@example.org", 0.2, true, true, "Inbox", 0, 1},
                        {"bob@example.net", 0.99, true, true, "Inbox", 0, 0},  // outgoing
