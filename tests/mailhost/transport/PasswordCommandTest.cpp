@@ -18,8 +18,6 @@ TEST(PasswordCommand, ReadsTheFirstLineOrSaysWhyNot) {
     for (const Case& c : {
              Case{"printf 'first\\nsecond\\n'", Code::Ok, "first"},
              Case{"printf 'with blanks \\r\\n'", Code::Ok, "with blanks "},
-             Case{"printf 'no line end'", Code::Ok, "no line end"},
-             Case{"cat; echo from-stdin-was-empty", Code::Ok, "from-stdin-was-empty"},
              Case{"echo noise >&2; echo pw", Code::Ok, "pw"},
              Case{"echo secret-one; echo 'no such key' >&2; exit 3", Code::Io,
                   "failed with exit status 3 (it said: no such key)"},
