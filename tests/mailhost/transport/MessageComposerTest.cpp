@@ -142,27 +142,6 @@ TEST(MessageComposerCompose, HeadersHoldToAndCcButNeitherBccNorInjectedLinesAndH
     EXPECT_EQ(Text(g_mime_multipart_get_part(alternative, 1)), "<p>x</p>\n");
 }
 
-TEST(MessageComposerForward, SubjectGetsOneFwPrefix) {
-    struct Case {
-        const char* SubjectHeader;  // nullptr: the original has none
-        const char* Expected;
-    };
-    for (const Case& c :
-         {Case{"Fw: Hello", "Fw: Hello"}, Case{"Re: Fw: x", "Fw: Re: Fw: x"},
-          Case{"=?utf-8?q?FW=3A_Gr=C3=BC=C3=9Fe?=", "FW: Grüße"}, Case{nullptr, "Fw:"}}) {
-        SCOPED_TRACE(c.Expected);
-        const std::string subject =
-            c.SubjectHeader != nullptr ? std::string("Subject: ") + c.SubjectHeader + "\r\n" : "";
-
-        const clsOwned<GMimeMessage> parsed = Parse(clsMessageComposer::Forward(
-            "From: carl@example.net\r\n" + subject + "\r\nbody\r\n", {"", "joerg@example.org"},
-            {{"", "ann@example.org"}}, "note"));
-
-        ASSERT_TRUE(parsed);
-        EXPECT_EQ(g_mime_message_get_subject(parsed.get()), std::string(c.Expected));
-    }
-}
-
 TEST(MessageComposerForward, AttachesTheOriginalWholeWithCrlfLineEnds) {
     struct Case {
         const char* Name;
