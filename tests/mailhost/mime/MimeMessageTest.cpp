@@ -191,44 +191,34 @@ TEST(MimeMessageRead, SurvivesHugeLinesHeadersAndDeepNesting) {
 struct HeaderFieldsCase {
     std::string_view Headers;
     Importance ExpectedImportance;
-    bool ReadReceipt;
+    bool ReadReceipt = false;
+    std::time_t Date = 0;  // 0: no date
+    std::string_view MessageID = "";
 };
 
-TEST(MimeMessageRead, TakesImportanceFromImportanceThenXPriority) {
+// Importance first, then X-Priority; a date when it can; the Message-ID without brackets.
+TEST(MimeMessageRead, ReadsImportanceReceiptRequestDateAndMessageId) {
     using enum Importance;
     for (const HeaderFieldsCase& c : {
-             HeaderFieldsCase{"Importance: normal\nX-Priority: 1\n", Normal, false},
-             HeaderFieldsCase{"Importance: urgent\nX-Priority: 5\n", Low, false},
-             HeaderFieldsCase{"X-Priority: 2\n", High, false},
-             HeaderFieldsCase{"X-Priority:\n 5 (Lowest)\n", Low, false},
-             HeaderFieldsCase{"X-Priority: high\n", Normal, false},
+             HeaderFieldsCase{"Importance: normal\nX-Priority: 1\n", Normal},
+             HeaderFieldsCase{"Importance: urgent\nX-Priority: 5\n", Low},
+             HeaderFieldsCase{"X-Priority: 2\n", High},
+             HeaderFieldsCase{"X-Priority:\n 5 (Lowest)\n", Low},
+             HeaderFieldsCase{"X-Priority: high\n", Normal},
              HeaderFieldsCase{"Disposition-Notification-To: a@example.com\n", Normal, true},
-             HeaderFieldsCase{"X-Disposition-Notification-To: a@example.com\n", Normal, false},
+             HeaderFieldsCase{"X-Disposition-Notification-To: a@example.com\n", Normal},
+             HeaderFieldsCase{"Date: Tue, 03 Sep 2002 14:05:06 +0200\n", Normal, false, 1031054706},
+             HeaderFieldsCase{"Date: garbage\n", Normal},
+             HeaderFieldsCase{"Date: Fri, 31 Dec 9999 23:59:59 +0000\n",
+                              Normal},  // beyond the clock
+             HeaderFieldsCase{"Message-ID: <abc.1@example.com>\n", Normal, false, 0,
+                              "abc.1@example.com"},
          }) {
         SCOPED_TRACE(c.Headers);
         const clsMimeMessage message =
             clsMimeMessage::Parse("From: a@example.com\n" + std::string(c.Headers) + "\nbody\n");
         EXPECT_EQ(message.GetImportance(), c.ExpectedImportance);
         EXPECT_EQ(message.ReadReceiptRequested(), c.ReadReceipt);
-    }
-}
-
-struct DateAndIdCase {
-    std::string_view Header;
-    std::time_t Date;  // 0: no date
-    std::string_view MessageID;
-};
-
-TEST(MimeMessageRead, ReadsTheDateWhenItCanAndTheMessageIdWithoutBrackets) {
-    for (const DateAndIdCase& c : {
-             DateAndIdCase{"Date: Tue, 03 Sep 2002 14:05:06 +0200\n", 1031054706, ""},
-             DateAndIdCase{"Date: garbage\n", 0, ""},
-             DateAndIdCase{"Date: Fri, 31 Dec 9999 23:59:59 +0000\n", 0, ""},  // beyond the clock
-             DateAndIdCase{"Message-ID: <abc.1@example.com>\n", 0, "abc.1@example.com"},
-         }) {
-        SCOPED_TRACE(c.Header);
-        const clsMimeMessage message =
-            clsMimeMessage::Parse("From: a@example.com\n" + std::string(c.Header) + "\nbody\n");
         const auto date = message.Date();
         EXPECT_EQ(date ? std::chrono::system_clock::to_time_t(*date) : 0, c.Date);
         EXPECT_EQ(message.MessageID(), c.MessageID);
