@@ -19,6 +19,7 @@ TEST(PasswordCommand, ReadsTheFirstLineOrSaysWhyNot) {
              Case{"printf 'first\\nsecond\\n'", Code::Ok, "first"},
              Case{"printf 'with blanks \\r\\n'", Code::Ok, "with blanks "},
              Case{"echo noise >&2; echo pw", Code::Ok, "pw"},
+             Case{"cat; echo from-stdin-was-empty", Code::Ok, "from-stdin-was-empty"},
              Case{"echo secret-one; echo 'no such key' >&2; exit 3", Code::Io,
                   "failed with exit status 3 (it said: no such key)"},
              Case{"printf '\\nsecret-one\\n'", Code::NotFound, "printed no password"},
