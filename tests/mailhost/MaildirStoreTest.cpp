@@ -36,9 +36,6 @@ TEST(MaildirName, FolderNamesRoundTripThroughModifiedUtf7) {
     for (const char* bad : {"", "a.b", "a/b", "a\\b", "tab\there"}) {
         EXPECT_FALSE(clsMaildirName::IsValidFolderName(bad)) << bad;
     }
-    EXPECT_EQ(clsMaildirName::UniquePart("1.M2P3.host,S=812,W=830:2,RS"), "1.M2P3.host");
-    EXPECT_EQ(clsMaildirName::BaseName("1.M2P3.host,S=812:2,RS"), "1.M2P3.host,S=812");
-    EXPECT_EQ(clsMaildirName::WithFlags("u", "TSRS"), "u:2,RST");
 }
 
 TEST(MaildirStore, OpensATreeAsDovecotLeavesItWithRolesAndDecodedNames) {
@@ -64,25 +61,13 @@ TEST(MaildirStore, OpensATreeAsDovecotLeavesItWithRolesAndDecodedNames) {
     EXPECT_TRUE(std::filesystem::is_directory(f.Root / ".Outbox" / "cur"));
 }
 
-TEST(MaildirStore, ANewStoreGetsTheDefaultFoldersUnderTheirUsualNames) {
+// A new store's default folders and folder names are checked through the corvel commands.
+TEST(MaildirStore, SomebodysFolderThatIsNoMaildirIsNotMadeOne) {
     clsMailFixture f;
-    f.OpenStore();
-    for (const char* name : {"Sent Items", "Junk E-mail", "Deleted Items", "Drafts", "Outbox"}) {
-        EXPECT_TRUE(std::filesystem::exists(f.Root / ("." + std::string(name)) / "maildirfolder"))
-            << name;
-    }
-    const auto created = f.FolderAt("INBOX").AddFolder("Clients");
-    ASSERT_TRUE(created);
-    EXPECT_EQ(created->FolderPath(), "\\\\Mailbox\\Inbox\\Clients");
-    EXPECT_TRUE(std::filesystem::is_directory(f.Root / ".INBOX.Clients" / "new"));
-    EXPECT_FALSE(f.FolderAt("INBOX").AddFolder("a.b"));
-    clsStatus status = clsStatus::Ok();
-    EXPECT_FALSE(clsMaildirStore::Open(f.Folder.Path() / "absent", "X", false, status));
-    EXPECT_EQ(status.GetCode(), clsStatus::Code::NotFound);
     const std::filesystem::path notes = f.Folder.Path() / "notes";
     std::filesystem::create_directories(notes / "drafts");
-    EXPECT_FALSE(clsMaildirStore::Open(notes, "X", true, status))
-        << "somebody's folder is no Maildir";
+    clsStatus status = clsStatus::Ok();
+    EXPECT_FALSE(clsMaildirStore::Open(notes, "X", true, status));
     EXPECT_FALSE(std::filesystem::exists(notes / "cur"));
 }
 
@@ -150,38 +135,31 @@ TEST(MaildirStore, UnReadFollowsTheSeenFlagInTheFileName) {
     EXPECT_TRUE(std::filesystem::exists(f.Root / "cur" / "1.A.host:2,F"));
 }
 
+// Moves, copies and deletes within one store are in the Dovecot scenario; here a copy keeps its
+// time, a move into another store takes the properties to that store's own list, and a delete
+// inside Deleted Items removes them for good.
 TEST(MaildirStore, MovesCopiesAndDeletesCarryUserPropertiesAndReadState) {
     clsMailFixture f;
     f.OpenStore();
     Deliver(f.Root, "1.A.host", TestMessage("travelling"));
-    const clsMailFolder clients = *f.FolderAt("INBOX").AddFolder("Clients");
     clsMailItem item = *f.FolderAt("INBOX").Items().Item(1);
     item.AddUserProperty("RRCV", {UserPropertyType::DateTime, "2026-11-22 10:00:00"});
     item.SetUnRead(false);
     ASSERT_TRUE(item.Save());
-
-    const auto moved = item.Move(clients);
-    ASSERT_TRUE(moved);
-    EXPECT_EQ(moved->FindUserProperty("rrcv")->Text, "2026-11-22 10:00:00");
-    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 0);
-    EXPECT_EQ(f.Mapi->GetItemFromID(moved->EntryID())->Subject(), "travelling");
-
-    const auto copy = moved->Copy();
+    const auto copy = item.Copy();
     ASSERT_TRUE(copy);
-    EXPECT_NE(copy->EntryID(), moved->EntryID());
-    EXPECT_EQ(copy->FindUserProperty("RRCV")->Text, "2026-11-22 10:00:00");
-    EXPECT_EQ(clients.Items().Count(), 2);
-    EXPECT_EQ(copy->ReceivedTime(), moved->ReceivedTime());
+    EXPECT_NE(copy->EntryID(), item.EntryID());
+    EXPECT_EQ(copy->ReceivedTime(), item.ReceivedTime());
 
-    // Into an archive store: the properties go to that store's own list.
     ASSERT_TRUE(f.Mapi->AddStore(f.Folder.Path() / "Archive 2020", "Archive 2020"));
     ASSERT_EQ(f.Mapi->Folders().size(), 2U);
-    const auto archived = moved->Move(*f.Mapi->Folders()[1].Folders().front().AddFolder("Old"));
+    const auto archived = item.Move(*f.Mapi->Folders()[1].Folders().front().AddFolder("Old"));
     ASSERT_TRUE(archived);
-    EXPECT_EQ(archived->Parent()->FolderPath(), "\\\\Archive 2020\\Inbox\\Old");
-    EXPECT_EQ(archived->FindUserProperty("RRCV")->Text, "2026-11-22 10:00:00");
+    EXPECT_EQ(f.Mapi->GetItemFromID(archived->EntryID())->Parent()->FolderPath(),
+              "\\\\Archive 2020\\Inbox\\Old");
+    EXPECT_EQ(archived->FindUserProperty("rrcv")->Text, "2026-11-22 10:00:00");
     EXPECT_FALSE(archived->UnRead());
-    EXPECT_EQ(clients.Items().Count(), 1);
+    EXPECT_EQ(f.FolderAt("INBOX").Items().Count(), 1);
     EXPECT_TRUE(std::filesystem::exists(f.Folder.Path() / "Archive 2020" /
                                         clsMaildirStore::kPropertiesFile));
 
@@ -189,8 +167,8 @@ TEST(MaildirStore, MovesCopiesAndDeletesCarryUserPropertiesAndReadState) {
     const clsMailFolder trash = *f.Mapi->GetDefaultFolder(DefaultFolder::DeletedItems);
     ASSERT_EQ(trash.Items().Count(), 1);
     clsMailItem trashed = *trash.Items().Item(1);
-    EXPECT_EQ(trashed.FindUserProperty("RRCV")->Text, "2026-11-22 10:00:00");
     const std::string key = trashed.EntryID().substr(trashed.EntryID().rfind('/') + 1);
+    ASSERT_TRUE(f.Store->Properties().Find(key, "RRCV"));
     ASSERT_TRUE(trashed.Delete());  // inside Deleted Items: gone for good, properties too
     EXPECT_EQ(trash.Items().Count(), 0);
     EXPECT_FALSE(f.Store->Properties().Find(key, "RRCV"));
@@ -233,7 +211,6 @@ TEST(MaildirStore, RestrictNarrowsByUserPropertyAndSubject) {
     const clsMailItems items = f.FolderAt("INBOX").Items();
     EXPECT_EQ(items.Restrict("[RRCV] = \"\"").Count(), 2);
     EXPECT_EQ(items.Restrict("[RRCV] <> \"\"").Count(), 1);
-    EXPECT_EQ(items.Restrict("[Subject] = \"alpha\"").Count(), 1);
     EXPECT_EQ(items.Restrict("[Subject] = \"say \"\"hi\"\"\"").Count(), 1);
     EXPECT_EQ(items.Restrict("[RRCV] = \"\" AND [Subject] = \"beta\"").Count(), 0);
     EXPECT_EQ(items.Restrict("[RRCV] = unquoted").Count(), 0);

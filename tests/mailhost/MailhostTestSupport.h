@@ -92,19 +92,6 @@ struct clsMailFixture : clsTestEnvironment {
     }
 };
 
-template <typename Visit>
-void VisitFolderTree(const clsMailFolder& folder, Visit& visit) {
-    const clsMailItems items = folder.Items();
-    for (long i = 1; i <= items.Count(); ++i) {
-        if (const auto item = items.Item(i)) {
-            visit(folder, *item);
-        }
-    }
-    for (const clsMailFolder& child : folder.Folders()) {
-        VisitFolderTree(child, visit);
-    }
-}
-
 // Calls visit(folder, item) for every item of every folder of the Maildir at root, read through
 // the mail host as any other program would read it.
 template <typename Visit>
@@ -112,8 +99,19 @@ void ForEachStoredItem(const std::filesystem::path& root, Visit visit) {
     clsMailFixture mail;
     mail.Root = root;
     mail.OpenStore(false);
+    const auto walk = [&visit](const clsMailFolder& folder, const auto& self) -> void {
+        const clsMailItems items = folder.Items();
+        for (long i = 1; i <= items.Count(); ++i) {
+            if (const auto item = items.Item(i)) {
+                visit(folder, *item);
+            }
+        }
+        for (const clsMailFolder& child : folder.Folders()) {
+            self(child, self);
+        }
+    };
     for (const clsMailFolder& top :
          mail.Mapi ? mail.Mapi->Folders() : std::vector<clsMailFolder>()) {
-        VisitFolderTree(top, visit);
+        walk(top, walk);
     }
 }

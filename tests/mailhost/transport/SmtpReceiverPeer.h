@@ -97,18 +97,12 @@ public:
 
     // 0 when the receiver, or the certificate it needs, did not start.
     int Port() const { return mPort; }
-    std::string Url(const std::string& scheme) const {
-        return scheme + "://127.0.0.1:" + std::to_string(mPort);
-    }
     // Settings that reach this receiver: its user and password, its certificate trusted, TLS
     // required unless it offers none.
     clsTransportSettings Settings(const std::string& scheme = "smtp") const {
-        return {Url(scheme),
-                mOptions.User,
-                "printf '%s\\n' " + Quoted(mOptions.Password),
-                mOptions.Tls != "none",
-                clsTestCertificate::Shared().Certificate.string(),
-                std::chrono::seconds(10)};
+        return {scheme + "://127.0.0.1:" + std::to_string(mPort),  mOptions.User,
+                "printf '%s\\n' " + Quoted(mOptions.Password),     mOptions.Tls != "none",
+                clsTestCertificate::Shared().Certificate.string(), std::chrono::seconds(10)};
     }
 
     // The messages received so far, in arrival order.
