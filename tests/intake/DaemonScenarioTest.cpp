@@ -153,13 +153,14 @@ const std::string kJunkPlaces[] = {kInbox, kSuspects, kJunk};  // by Category
 
 // The daemon trains the filter with the junk it files, so its verdict on a message may change
 // during the run, and not always towards the verdict after it: only a message well clear of a
-// threshold before and after the run is held to one side of it.
+// threshold before and after the run, and in each verdict the daemon logged for its sender, is
+// held to one side of it.
 constexpr double kVerdictMargin = 0.2;
 
-std::vector<std::string> JunkPlaces(double before, double after) {
+std::vector<std::string> JunkPlaces(const std::vector<double>& verdicts) {
+    const auto [low, high] = std::minmax_element(verdicts.begin(), verdicts.end());
     std::vector<std::string> allowed;
-    for (int c = Category(std::min(before, after) - kVerdictMargin);
-         c <= Category(std::max(before, after) + kVerdictMargin); ++c) {
+    for (int c = Category(*low - kVerdictMargin); c <= Category(*high + kVerdictMargin); ++c) {
         allowed.push_back(kJunkPlaces[c]);
     }
     return allowed;
@@ -407,15 +408,42 @@ protected:
     // mail may be in any of the three places.
     void JudgeAfterwards(bool killed) {
         const std::map<std::string, double> verdicts = Verdicts();
+        const std::multimap<std::string, double> daemons = DaemonVerdicts();
         for (clsScenarioMessage& message : mMessages) {
             const auto after = verdicts.find(message.Name);
             EXPECT_NE(after, verdicts.end()) << message.Name;
             message.After = after == verdicts.end() ? message.Before : after->second;
+            std::vector<double> seen{message.Before, message.After};
+            const auto [first, last] = daemons.equal_range(Lower(message.Facts.Sender));
+            for (auto verdict = first; verdict != last && !message.Facts.Sender.empty();
+                 ++verdict) {
+                seen.push_back(verdict->second);
+            }
             if (message.JunkChecksDecide) {
-                message.Places =
-                    killed ? JunkPlaces(0, 1) : JunkPlaces(message.Before, message.After);
+                message.Places = JunkPlaces(killed ? std::vector<double>{0, 1} : seen);
             }
         }
+    }
+
+    // The verdicts the daemon gave, by sender: its junk checks look the sender up in the blocked
+    // list, then log the probability.
+    std::multimap<std::string, double> DaemonVerdicts() const {
+        const std::string lookup = "[Spam Senders] WHERE EmailAddress=\"";
+        const std::string verdict = "MessageAnalyser->CheckForSpam: spam probability = ";
+        std::multimap<std::string, double> verdicts;
+        std::istringstream lines(LogText());
+        std::string sender;
+        for (std::string line; std::getline(lines, line);) {
+            if (const size_t senderAt = line.find(lookup); senderAt != std::string::npos) {
+                sender = Lower(line.substr(senderAt + lookup.size(),
+                                           line.size() - senderAt - lookup.size() - 1));
+            } else if (const size_t verdictAt = line.find(verdict);
+                       verdictAt != std::string::npos) {
+                verdicts.emplace(std::exchange(sender, ""),
+                                 std::stod(line.substr(verdictAt + verdict.size())));
+            }
+        }
+        return verdicts;
     }
 
     // Read from the message files while the daemon is down, as a crash left them: no folder holds
