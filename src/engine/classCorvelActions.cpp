@@ -215,7 +215,8 @@ std::optional<clsMailItem> classCorvel::MakeCopy(const clsMailItem& item,
 // The same subject and the same plain-text body, compared exactly; nothing else takes part.
 bool classCorvel::IsDuplicateIn(const clsMailItem& item, const clsMailFolder& target) {
     const std::string subject = item.Subject();
-    const clsMailItems found = target.Items().Restrict("[Subject] = \"" + subject + "\"");
+    const clsMailItems found =
+        target.Items().Restrict("[Subject] = " + clsMailItems::Quoted(subject));
     std::optional<std::string> body;
     for (long index = 1; index <= found.Count(); ++index) {
         const std::optional<clsMailItem> candidate = found.Item(index);

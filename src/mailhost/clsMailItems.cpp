@@ -112,6 +112,14 @@ std::optional<clsMailItem> clsMailItems::Item(long index) const {
     return clsMailItem(mFolder, entry);
 }
 
+std::string clsMailItems::Quoted(std::string_view value) {
+    std::string quoted = "\"";
+    for (const char c : value) {
+        quoted += c == '"' ? "\"\"" : std::string(1, c);
+    }
+    return quoted + "\"";
+}
+
 clsMailItems clsMailItems::Restrict(std::string_view filter) const {
     const auto conditions = ParseFilter(filter);
     if (!conditions) {

@@ -25,6 +25,8 @@ public:
     // property or Subject, a missing property reads as "". A filter it cannot read gives no
     // items (and says so in the log through the namespace).
     clsMailItems Restrict(std::string_view filter) const;
+    // value as a filter's quoted text: in quotes, with each quote inside doubled.
+    static std::string Quoted(std::string_view value);
 
     const clsMailFolder& Folder() const { return mFolder; }
 

@@ -44,15 +44,15 @@ TEST(Actions, FilingCopiesOncePerFolderCopiesTheMovedItemAndNoDuplicate) {
     EXPECT_EQ(f.Engine->ProcessFolder(f.FolderAt("INBOX/Y"), false, -1, 0), 1);
     EXPECT_EQ(f.Subjects("INBOX/Y").size(), 1U);
 
-    // A duplicate (same subject and body) is not copied again.
+    // A duplicate (same subject and body) is not copied again, quotes in the subject too.
     f.AddRule(RuleFor("dup", {clsEngineFixture::FileTo("X", true)}));
-    clsMailItem item = f.DeliverMail("dup", "same body\n");
+    clsMailItem item = f.DeliverMail("a \"dup\"", "same body\n");
     f.Engine->ProcessItem(item, false, false, "y");
     f.Engine->ProcessItem(item, true, false, "y");
     EXPECT_EQ(f.Subjects("INBOX/X").size(), 3U);
     EXPECT_TRUE(
-        Holds(f.LogText(), "Corvel->copyItem: Duplicate item (dup) not copied to folder X"));
-    clsMailItem other = f.DeliverMail("dup", "another body\n");
+        Holds(f.LogText(), "Corvel->copyItem: Duplicate item (a \"dup\") not copied to folder X"));
+    clsMailItem other = f.DeliverMail("a \"dup\"", "another body\n");
     f.Engine->ProcessItem(other, false, false, "y");
     EXPECT_EQ(f.Subjects("INBOX/X").size(), 4U) << "same subject, other body: not a duplicate";
 }
