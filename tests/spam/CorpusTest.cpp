@@ -19,7 +19,7 @@ Counts AllCounts(const clsCorpus& corpus) {
     return counts;
 }
 
-struct CorpusTest : clsDatabaseFixture, testing::Test {};
+using CorpusTest = clsOpenDatabaseTest;
 
 }  // namespace
 
@@ -49,7 +49,6 @@ TEST(Corpus, ProcessDataCountsEveryTokenTheTokeniserFinds) {
 }
 
 TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersionAndAFailedSaveChangesNothing) {
-    ASSERT_TRUE(Open());
     clsCorpus corpus("Good_Corpus", Log);
     corpus.ProcessData("<html> cost£5 Hello hello [x] it's");
     corpus.AddToken("comma,token");
@@ -84,6 +83,6 @@ TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersionAndAFailedSaveChangesNothin
     ASSERT_TRUE(loaded.LoadCorpusDB(Db));
     EXPECT_EQ(loaded.TokenCount(), corpus.TokenCount() - 1);
     EXPECT_EQ(loaded.Count("poison"), 0);
-    clsDatabaseFixture::Run("DROP TRIGGER refuse");
+    Run("DROP TRIGGER refuse");
     EXPECT_TRUE(corpus.SaveCorpusDB(Db, folder, "corpus_good.csv"));
 }
