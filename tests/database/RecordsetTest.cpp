@@ -14,11 +14,6 @@ const std::map<char, Move> kMoves{{'F', &clsRecordset::MoveFirst},
                                   {'N', &clsRecordset::MoveNext},
                                   {'P', &clsRecordset::MovePrevious}};
 
-clsRecordset ThreeRows() {
-    return clsRecordset({{"ID", "Rules"}, {"ID", "Folders"}, {"Name", "Rules"}},
-                        {{1, 10, "a"}, {2, 20, "b"}, {3, 30, "c"}}, "", {}, {});
-}
-
 TEST(Recordset, EmptyIsBothEofAndBofWhateverTheMove) {
     clsRecordset recordset({{"ID", "Rules"}}, {}, "", {}, {});
     for (const auto& [name, move] : kMoves) {
@@ -31,7 +26,8 @@ TEST(Recordset, EmptyIsBothEofAndBofWhateverTheMove) {
 }
 
 TEST(Recordset, FindsFieldsPlainOrByTableIgnoringCase) {
-    const clsRecordset recordset = ThreeRows();
+    const clsRecordset recordset({{"ID", "Rules"}, {"ID", "Folders"}, {"Name", "Rules"}},
+                                 {{1, 10, "a"}, {2, 20, "b"}}, "", {}, {});
     using Lookup = std::pair<std::string_view, clsDbValue>;  // Null: no such field
     for (const auto& [name, expected] :
          {Lookup{"Rules.ID", 1}, Lookup{"folders.id", 10}, Lookup{"id", 1}, Lookup{"NAME", "a"},

@@ -37,33 +37,32 @@ void ExpectStoredAsWritten(classRulesDatabase& db, const clsRuleRecord& written)
 
 }  // namespace
 
-TEST(RulesDatabaseAddUpdateRule, NewRulesTakeTheirIDAsPriorityAndIdenticalOnesAreReused) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
+using RulesDatabaseRules = clsOpenDatabaseTest;
+
+TEST_F(RulesDatabaseRules, NewRulesTakeTheirIDAsPriorityAndIdenticalOnesAreReused) {
     // A rule as an older version stored it, empty criteria as Null or "": "" matches both.
-    f.Run(
-        "INSERT INTO Rules (FromEmail, ToEmail, SubjectContains, BodyContains, Priority, "
+    Run("INSERT INTO Rules (FromEmail, ToEmail, SubjectContains, BodyContains, Priority, "
         "IncomingRule) VALUES ('a@b.org', NULL, NULL, '', 4, TRUE)");
     clsRuleRecord old = Rule("a@b.org", "");
-    ASSERT_TRUE(f.Db.AddUpdateRule(old));
+    ASSERT_TRUE(Db.AddUpdateRule(old));
     EXPECT_EQ(old.ID, 1);
 
     clsRuleRecord first = Rule("boss@example.com", "Quarterly REPORT", {MoveTo("Boss")});
-    ASSERT_TRUE(f.Db.AddUpdateRule(first));
+    ASSERT_TRUE(Db.AddUpdateRule(first));
     EXPECT_EQ(first.ID, 2);
     EXPECT_EQ(first.Priority, 2);
     EXPECT_EQ(first.SubjectContains, "quarterly report");
     EXPECT_GT(first.Actions[0].ActionID, 0);
     clsRuleRecord again = Rule("boss@example.com", "quarterly report", {MoveTo("Boss")});
-    ASSERT_TRUE(f.Db.AddUpdateRule(again));
+    ASSERT_TRUE(Db.AddUpdateRule(again));
     EXPECT_EQ(again.ID, first.ID);
     EXPECT_EQ(again.Actions[0].ActionID, first.Actions[0].ActionID);
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules"), "2");
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "1");
+    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM Rules"), "2");
+    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM RuleActions"), "1");
 
     clsRuleRecord outgoing = Rule("boss@example.com", "quarterly report");
     outgoing.IncomingRule = false;
-    ASSERT_TRUE(f.Db.AddUpdateRule(outgoing));
+    ASSERT_TRUE(Db.AddUpdateRule(outgoing));
     EXPECT_NE(outgoing.ID, first.ID) << "the direction is part of a rule's identity";
 }
 
@@ -103,46 +102,39 @@ TEST(RulesDatabaseAddUpdateRule, EveryFieldRoundTripsIntactAndUpdatesReplaceThem
     }
 }
 
-TEST(RulesDatabaseGetRuleActions, InPriorityOrderUpToTheFirstStoppingRuleAndGoneWithTheirRule) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
+TEST_F(RulesDatabaseRules, ActionsComeInPriorityOrderUpToTheFirstStoppingRuleAndGoWithTheirRule) {
     std::vector<std::int32_t> ids;
     for (int priority : {3, 2, 1}) {  // stored in the reverse of their priority order
         const std::string n = std::to_string(priority);
         clsRuleRecord rule = Rule("p" + n + "@x.org", "", {MoveTo("Folder" + n)});
         rule.Priority = priority;
         rule.StopProcessing = priority == 2;
-        ASSERT_TRUE(f.Db.AddUpdateRule(rule));
+        ASSERT_TRUE(Db.AddUpdateRule(rule));
         ids.push_back(rule.ID);
     }
     std::vector<std::string> folders;
-    for (const clsRuleAction& action : f.Db.GetRuleActions(ids)) {
+    for (const clsRuleAction& action : Db.GetRuleActions(ids)) {
         folders.push_back(action.TargetFolder);
     }
     EXPECT_EQ(folders, (std::vector<std::string>{"Folder1", "Folder2"}));
-    EXPECT_EQ(f.Db.GetRuleActions({ids[0]}).size(), 1U);
+    EXPECT_EQ(Db.GetRuleActions({ids[0]}).size(), 1U);
 
     // A deleted rule takes its actions with it and no other rule's.
-    f.Db.DeleteRule(ids[1]);
+    Db.DeleteRule(ids[1]);
     clsRuleRecord read;
-    EXPECT_FALSE(f.Db.GetRule(ids[1], read));
-    EXPECT_TRUE(f.Db.GetRule(ids[0], read));
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM RuleActions"), "2");
+    EXPECT_FALSE(Db.GetRule(ids[1], read));
+    EXPECT_TRUE(Db.GetRule(ids[0], read));
+    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM RuleActions"), "2");
 }
 
 // The pieces the rules command shows that the converted rules in the engine's tests do not.
 TEST(RuleSingleLineDescription, ComposesThePiecesInOrder) {
-    clsRuleRecord sending = Rule("", "invoice", {MoveTo("Clients"), clsRuleAction{}});
-    sending.IncomingRule = false;
-    sending.ToEmail = "@client.org";
-    sending.BodyContains = "due";
-    sending.StopProcessing = true;
-    sending.Actions[0].Copy = true;
-    sending.Actions[1].AutoReply = "3";
-    sending.Actions[1].ChangeImportanceTo = "h";
-    sending.Actions[1].ForwardTo = "me@home.org";
-    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(sending),
-              "On sending, if to @client.org if the subject contains invoice if the message "
-              "contains due copy to Clients, send autoreplyand change to high importance, "
-              "forward to me@home.org and stop processing.");
+    clsRuleRecord rule = Rule("", "invoice", {MoveTo("Clients"), clsRuleAction{}});
+    rule.StopProcessing = true;
+    rule.Actions[1].AutoReply = "3";
+    rule.Actions[1].ChangeImportanceTo = "h";
+    rule.Actions[1].ForwardTo = "me@home.org";
+    EXPECT_EQ(classRulesDatabase::RuleSingleLineDescription(rule),
+              "On arrival, if the subject contains invoice move to Clients, send autoreplyand "
+              "change to high importance, forward to me@home.org and stop processing.");
 }

@@ -1,49 +1,44 @@
 #include "RulesDatabaseTestSupport.h"
 
-TEST(RulesDatabaseCreate, ANewDatabaseHasEveryTableButTheGatedOnesVersion19AndJetDefaults) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
+using RulesDatabaseSchema = clsOpenDatabaseTest;
+
+TEST_F(RulesDatabaseSchema, ANewDatabaseHasEveryTableButTheGatedOnesVersion19AndJetDefaults) {
     for (const char* table :
          {"Rules", "Spam Senders", "RuleActions", "Actions", "Groups", "Group Members", "Options",
           "Spam Headers", "Good_Corpus", "Bad_Corpus", "Good_Headers", "Bad_Headers", "Version"}) {
-        EXPECT_NE(f.Scalar("SELECT COUNT(*) FROM [" + std::string(table) + "]"), "<none>") << table;
+        EXPECT_NE(Scalar("SELECT COUNT(*) FROM [" + std::string(table) + "]"), "<none>") << table;
     }
     for (const char* gated : {"FromEmail", "ToEmail"}) {
-        EXPECT_EQ(f.Scalar(std::string("SELECT COUNT(*) FROM ") + gated), "<none>") << gated;
+        EXPECT_EQ(Scalar(std::string("SELECT COUNT(*) FROM ") + gated), "<none>") << gated;
     }
-    EXPECT_DOUBLE_EQ(f.Db.GetVersion(), 1.9);
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Version WHERE ID=1"), "1");
-    EXPECT_NE(f.LogText().find("RulesDatabase->UpgradeDatabase: Upgrading from v0 to v1.9"),
+    EXPECT_DOUBLE_EQ(Db.GetVersion(), 1.9);
+    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM Version WHERE ID=1"), "1");
+    EXPECT_NE(LogText().find("RulesDatabase->UpgradeDatabase: Upgrading from v0 to v1.9"),
               std::string::npos);
     // Jet's defaults hold for new rows: Yes/No fields are never Null, Enabled is True.
-    f.Run("INSERT INTO Rules (RuleName) VALUES ('bare')");
-    EXPECT_EQ(f.Scalar("SELECT COUNT(*) FROM Rules WHERE StopProcessing=FALSE AND Enabled=TRUE"),
+    Run("INSERT INTO Rules (RuleName) VALUES ('bare')");
+    EXPECT_EQ(Scalar("SELECT COUNT(*) FROM Rules WHERE StopProcessing=FALSE AND Enabled=TRUE"),
               "1");
-    f.Run("INSERT INTO [Spam Senders] (EmailAddress) VALUES ('a@example.com')");
+    Run("INSERT INTO [Spam Senders] (EmailAddress) VALUES ('a@example.com')");
     long affected = 0;
-    EXPECT_FALSE(f.Db.RunCommand(
-        "INSERT INTO [Spam Senders] (EmailAddress) VALUES ('A@Example.COM')", affected))
+    EXPECT_FALSE(Db.RunCommand("INSERT INTO [Spam Senders] (EmailAddress) VALUES ('A@Example.COM')",
+                               affected))
         << "the key compares addresses without regard to case";
 }
 
-TEST(RulesDatabaseOpen, AMissingFileIsNotCreated) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
-    const std::filesystem::path missing = f.Folder.Path() / "Other.mdb";
-    EXPECT_FALSE(f.Db.OpenDatabase(missing, false));
+// Neither a missing file nor one that is not a database is created or changed.
+TEST_F(RulesDatabaseSchema, OpeningAMissingFileOrOneThatIsNotADatabaseFailsAndLeavesIt) {
+    const std::filesystem::path missing = Folder.Path() / "Other.mdb";
+    EXPECT_FALSE(Db.OpenDatabase(missing, false));
     EXPECT_FALSE(std::filesystem::exists(missing));
-    EXPECT_NE(f.LogText().find(missing.string() + " not found"), std::string::npos);
-    EXPECT_FALSE(f.Db.IsOpen());
-}
-
-TEST(RulesDatabaseOpen, AFileThatIsNotADatabaseIsRefusedAndLeftAsItIs) {
-    clsDatabaseFixture f;
+    EXPECT_NE(LogText().find(missing.string() + " not found"), std::string::npos);
+    EXPECT_FALSE(Db.IsOpen());
     const std::string garbage = "This is not a database\n" + std::string(5000, '\x7f');
-    std::ofstream(f.File, std::ios::binary) << garbage;
-    EXPECT_FALSE(f.Open());
-    EXPECT_EQ(ReadWholeFile(f.File), garbage);
-    EXPECT_NE(f.LogText().find("RulesDatabase->OpenDatabase: "), std::string::npos);
-    EXPECT_EQ(f.Db.GetRS("SELECT * FROM Rules"), nullptr);
+    WriteWholeFile(missing, garbage);
+    EXPECT_FALSE(Db.OpenDatabase(missing, true));
+    EXPECT_EQ(ReadWholeFile(missing), garbage);
+    EXPECT_NE(LogText().find("RulesDatabase->OpenDatabase: "), std::string::npos);
+    EXPECT_EQ(Db.GetRS("SELECT * FROM Rules"), nullptr);
 }
 
 TEST(RulesDatabaseUpgrade, Version10RulesMoveTheirActionIntoRuleActions) {
@@ -95,36 +90,32 @@ TEST(RulesDatabaseUpgrade, Version185EnablesEveryRuleAndVersion19IsLeftAlone) {
     }
 }
 
-TEST(RulesDatabasePriorities, DuplicatesAreRenumberedOnTheNextOpenInPriorityOrder) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
+TEST_F(RulesDatabaseSchema, DuplicatePrioritiesAreRenumberedOnTheNextOpenInPriorityOrder) {
     for (const char* values : {"('c', 9)", "('a', 5)", "('b', 5)", "('d', 20)"}) {
-        f.Run(std::string("INSERT INTO Rules (RuleName, Priority) VALUES ") + values);
+        Run(std::string("INSERT INTO Rules (RuleName, Priority) VALUES ") + values);
     }
-    f.Reopen();
+    Reopen();
     std::string order;
-    for (auto rs = f.Db.GetRS("SELECT RuleName, Priority FROM Rules ORDER BY Priority"); !rs->Eof();
+    for (auto rs = Db.GetRS("SELECT RuleName, Priority FROM Rules ORDER BY Priority"); !rs->Eof();
          rs->MoveNext()) {
         order += rs->Field("RuleName").AsText() + rs->Field("Priority").AsText() + " ";
     }
     EXPECT_EQ(order, "a1 b2 c3 d4 ");
-    EXPECT_NE(f.LogText().find("RulesDatabase->ValidateRulePriorities: Updating rule priorities"),
+    EXPECT_NE(LogText().find("RulesDatabase->ValidateRulePriorities: Updating rule priorities"),
               std::string::npos);
 }
 
-TEST(RulesDatabaseCompact, KeepsTheDataAndLeavesNoTemporaryFiles) {
-    clsDatabaseFixture f;
-    ASSERT_TRUE(f.Open());
-    f.Run("INSERT INTO Options ([Section], [Name], [Value]) VALUES ('s', 'n', '" +
-          std::string(200000, 'v') + "')");
-    f.Run("DELETE FROM Options");
-    f.Run("INSERT INTO Options ([Section], [Name], [Value]) VALUES ('s', 'kept', 'yes')");
-    const auto before = std::filesystem::file_size(f.File);
-    ASSERT_TRUE(f.Db.CompactDatabase());
-    EXPECT_LT(std::filesystem::file_size(f.File), before);
-    EXPECT_EQ(f.Db.ReadOption("s", "kept", ""), "yes");
+TEST_F(RulesDatabaseSchema, CompactKeepsTheDataAndLeavesNoTemporaryFiles) {
+    Run("INSERT INTO Options ([Section], [Name], [Value]) VALUES ('s', 'n', '" +
+        std::string(200000, 'v') + "')");
+    Run("DELETE FROM Options");
+    Run("INSERT INTO Options ([Section], [Name], [Value]) VALUES ('s', 'kept', 'yes')");
+    const auto before = std::filesystem::file_size(File);
+    ASSERT_TRUE(Db.CompactDatabase());
+    EXPECT_LT(std::filesystem::file_size(File), before);
+    EXPECT_EQ(Db.ReadOption("s", "kept", ""), "yes");
     size_t files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(f.Folder.Path())) {
+    for (const auto& entry : std::filesystem::directory_iterator(Folder.Path())) {
         files += entry.path().filename().string().rfind("Rules.mdb", 0) == 0 ? 1 : 0;
     }
     EXPECT_EQ(files, 1U);

@@ -32,3 +32,9 @@ struct clsDatabaseFixture : clsTestEnvironment {
         }
     }
 };
+
+// The same, opened before each test.
+struct clsOpenDatabaseTest : clsDatabaseFixture, ::testing::Test {
+    using clsDatabaseFixture::Run;
+    void SetUp() override { ASSERT_TRUE(Open()); }
+};

@@ -80,14 +80,21 @@ TEST_F(TextDriverImportTest, CellsGoToTheColumnsOfTheirHeadings) {
 }
 
 TEST_F(TextDriverImportTest, AFailureInsertsNothingAndSaysWhy) {
+    // A refused row far into a file, after the rows of earlier statements, is named.
+    std::string longFile = "Header";
+    for (int row = 1; row <= 200; ++row) {
+        longFile += "\r\nX-" + std::to_string(row == 130 ? 1 : row);  // a second X-1
+    }
     struct Case {
         std::string_view Table, File, Text;
         Code Expected;
+        std::string_view Why = "";
     };
     for (const Case& c : {
              Case{"Spam Headers", "h.csv", "Header, Colour\r\nX-A, red\r\n", Code::Invalid},
              Case{"Spam Headers", "h.csv", "Header\r\nX-New\r\nX-Old\r\nX-Later\r\n",
-                  Code::Database},
+                  Code::Database, "row 2:"},
+             Case{"Spam Headers", "h.csv", longFile, Code::Database, "row 130:"},
              Case{"Spam Headers", "h.csv", "Header, Criteria\r\nX-New, \"open\r\n", Code::Corrupt},
              Case{"Spam Headers", "missing.csv", "", Code::NotFound},
              Case{"No Such Table", "h.csv", "Header\r\nX-New\r\n", Code::NotFound},
@@ -95,7 +102,7 @@ TEST_F(TextDriverImportTest, AFailureInsertsNothingAndSaysWhy) {
              Case{"Spam Headers", "sub/h.csv", "Header\r\nX-New\r\n", Code::Invalid},
              Case{"Spam Headers", "..", "", Code::Invalid},
          }) {
-        SCOPED_TRACE(std::string(c.File) + ": " + std::string(c.Text));
+        SCOPED_TRACE(std::string(c.File) + ": " + std::string(c.Text.substr(0, 40)));
         ASSERT_TRUE(mDb.ExecuteNative("DELETE FROM \"Spam Headers\"").IsOk());
         ASSERT_TRUE(mDb.ExecuteNative("INSERT INTO \"Spam Headers\" VALUES ('X-Old', '1')").IsOk());
         std::filesystem::create_directories(mFolder.Path() / "sub");
@@ -104,7 +111,9 @@ TEST_F(TextDriverImportTest, AFailureInsertsNothingAndSaysWhy) {
             WriteFile("sub/h.csv", c.Text);
         }
         long affected = -1;
-        EXPECT_EQ(Import(c.Table, c.File, affected).GetCode(), c.Expected);
+        const clsStatus status = Import(c.Table, c.File, affected);
+        EXPECT_EQ(status.GetCode(), c.Expected) << status.Description();
+        EXPECT_NE(status.Description().find(c.Why), std::string::npos) << status.Description();
         EXPECT_EQ(affected, 0);
         EXPECT_EQ(Read("SELECT Header FROM [Spam Headers]"), Rows{"X-Old"});
     }
@@ -151,24 +160,5 @@ TEST_F(TextDriverImportTest, LongFilesGoInWholeInOrderWhateverTheirWidth) {
         ASSERT_TRUE(Import("Wide", "wide.csv", affected).IsOk());
         EXPECT_EQ(affected, rows);
         EXPECT_EQ(Read("SELECT * FROM Wide ORDER BY ID"), expected);
-    }
-}
-
-TEST_F(TextDriverImportTest, ARefusedRowFarIntoAFileIsNamedAndNothingGoesIn) {
-    for (const int refused : {2, 65, 200}) {
-        SCOPED_TRACE(refused);
-        std::string text = "Header";
-        for (int row = 1; row <= 200; ++row) {
-            text += "\r\nX-" + std::to_string(row == refused ? 1 : row);  // a second X-1
-        }
-        WriteFile("h.csv", text);
-        long affected = -1;
-        const clsStatus status = Import("Spam Headers", "h.csv", affected);
-        EXPECT_EQ(status.GetCode(), Code::Database);
-        EXPECT_NE(status.Description().find("row " + std::to_string(refused) + ":"),
-                  std::string::npos)
-            << status.Description();
-        EXPECT_EQ(affected, 0);
-        EXPECT_EQ(Read("SELECT COUNT(*) FROM [Spam Headers]"), Rows{"0"});
     }
 }

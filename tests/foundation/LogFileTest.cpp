@@ -40,7 +40,7 @@ TEST(LogFileFormat, LinesCarryDayFirstDateAndOptionalPaddedNetworkName) {
     EXPECT_EQ(clsLogFile::RotatedName("Corvel", when), "Corvel Log ending 14-03-08 09.05.17.log");
 }
 
-TEST(LogFileAddLog, FiltersStripsMirrorsAndSurvivesAMissingFolder) {
+TEST(LogFileAddLog, FiltersStripsMirrorsAppendsErrorsAndSurvivesAMissingFolder) {
     clsTestEnvironment env;
     clsRecordingText text;
     env.Log.SetTextBoxControl(&text);
@@ -51,31 +51,24 @@ TEST(LogFileAddLog, FiltersStripsMirrorsAndSurvivesAMissingFolder) {
     env.Log.AddLog("while off", 0);
     env.Log.SetLoggingEnabled(true);
     env.Log.AddLog("last", 1);
+    EXPECT_EQ(text.Text, "last");  // the dropped entries reached no mirror either
+    // An error's description and number follow its message, after ": " unless it ends in a blank.
+    const clsStatus error = clsStatus::Error(clsStatus::Code::Invalid, "Object required", 424);
+    env.Log.AddErrorLog("RulesDatabase->GetRS", error);
+    env.Log.AddErrorLog("RulesDatabase->GetRS ", error);
 
     const std::vector<std::string> lines = ReadLines(env.Log.FullFilename());
-    ASSERT_EQ(lines.size(), 2U);
+    ASSERT_EQ(lines.size(), 4U);
     EXPECT_TRUE(std::regex_match(lines[0], std::regex(R"(\d\d/\d\d/\d{4} \d\d:\d\d:\d\d   first)")))
         << lines[0];
     EXPECT_NE(lines[1].find("   last"), std::string::npos);
-    EXPECT_EQ(text.Text, "last");  // the dropped entries reached no mirror either
+    EXPECT_EQ(lines[2].substr(22), "RulesDatabase->GetRS: Object required(424)");
+    EXPECT_EQ(lines[3].substr(22), "RulesDatabase->GetRS Object required(424)");
 
     // A missing folder costs only the entry.
     env.Log.SetPath(env.Folder.Path() / "no" / "such" / "folder");
     EXPECT_NO_THROW(env.Log.AddLog("lost"));
     EXPECT_FALSE(std::filesystem::exists(env.Log.FullFilename()));
-}
-
-TEST(LogFileAddErrorLog, AppendsDescriptionAndNumber) {
-    for (const auto& [message, expected] :
-         {std::pair{"RulesDatabase->GetRS", "RulesDatabase->GetRS: Object required(424)"},
-          std::pair{"RulesDatabase->GetRS ", "RulesDatabase->GetRS Object required(424)"}}) {
-        clsTestEnvironment env;
-        env.Log.AddErrorLog(message,
-                            clsStatus::Error(clsStatus::Code::Invalid, "Object required", 424));
-        const std::vector<std::string> lines = ReadLines(env.Log.FullFilename());
-        ASSERT_EQ(lines.size(), 1U);
-        EXPECT_EQ(lines[0].substr(22), expected);
-    }
 }
 
 TEST(LogFileRotation, RotatesOnlyWhenStrictlyLargerThanTheLimit) {

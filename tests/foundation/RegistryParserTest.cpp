@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "foundation/clsRegistryParser.h"
 
@@ -50,15 +49,4 @@ TEST(RegistryParserKeys, ABadKeyLineTakesItsValuesWithIt) {
         EXPECT_EQ(script.Changes.back().ValueName, "b");
         EXPECT_EQ(script.Changes.back().Line, 6);
     }
-}
-
-TEST(RegistryParserText, DescribeNamesTheFirstLinesAndCountsThemAll) {
-    std::vector<clsRegistryProblem> problems;
-    for (int line = 1; line <= 7; ++line) {
-        problems.push_back({line * 10, "bad"});
-    }
-    const std::string text = clsRegistryParser::Describe(problems);
-    EXPECT_EQ(text.rfind("7 lines skipped: line 10 (bad), line 20 (bad)", 0), 0U) << text;
-    EXPECT_NE(text.find("line 50"), std::string::npos) << text;
-    EXPECT_EQ(text.find("line 60"), std::string::npos) << text;
 }

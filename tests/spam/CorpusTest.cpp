@@ -1,4 +1,4 @@
-// Token corpora: tokenising, counting, and their round trips through files and a real Rules.mdb.
+// Token corpora: tokenising, counting, and their round trip through a real Rules.mdb.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -19,7 +19,7 @@ Counts AllCounts(const clsCorpus& corpus) {
     return counts;
 }
 
-struct CorpusTest : clsDatabaseFixture, testing::Test {};
+using CorpusTest = clsOpenDatabaseTest;
 
 }  // namespace
 
@@ -49,7 +49,6 @@ TEST(Corpus, ProcessDataCountsEveryTokenTheTokeniserFinds) {
 }
 
 TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersionAndAFailedSaveChangesNothing) {
-    ASSERT_TRUE(Open());
     clsCorpus corpus("Good_Corpus", Log);
     corpus.ProcessData("<html> cost£5 Hello hello [x] it's");
     corpus.AddToken("comma,token");
@@ -84,19 +83,6 @@ TEST_F(CorpusTest, SavedCorpusLoadsBackWithItsVersionAndAFailedSaveChangesNothin
     ASSERT_TRUE(loaded.LoadCorpusDB(Db));
     EXPECT_EQ(loaded.TokenCount(), corpus.TokenCount() - 1);
     EXPECT_EQ(loaded.Count("poison"), 0);
-    clsDatabaseFixture::Run("DROP TRIGGER refuse");
+    Run("DROP TRIGGER refuse");
     EXPECT_TRUE(corpus.SaveCorpusDB(Db, folder, "corpus_good.csv"));
-}
-
-TEST(Corpus, LoadCorpusReadsTheOlderBlankCommaBlankFiles) {
-    clsTestEnvironment env;
-    const std::filesystem::path file = env.Folder.Path() / "old.txt";
-    WriteWholeFile(file,
-                   "Token , Count\r\nhello , 3\r\n  Spaced  ,  4 \r\nCorpus_Version , 9\r\n"
-                   "writer, 5\r\nno separator\r\nHELLO , 2\r\nnumber , x1\r\n");
-    clsCorpus corpus("Good_Corpus", env.Log);
-    corpus.AddToken("replaced");
-    ASSERT_TRUE(corpus.LoadCorpus(file));
-    EXPECT_EQ(AllCounts(corpus), (Counts{{"hello", 5}, {"spaced", 4}}));
-    EXPECT_EQ(corpus.CorpusVersion(), 9);
 }
