@@ -45,12 +45,6 @@ struct ConnectTest : ::testing::Test, clsEngineFixture {
         }
         Addin->ooL_MAPILogonComplete();
     }
-    void ShutDown() {
-        Addin->AddinInstance_OnBeginShutdown();
-        Addin->AddinInstance_OnDisconnection();
-        Addin->ooL_Quit();
-        Addin->AddinInstance_Terminate();
-    }
     // Every log text since the log moved to the profile's folder, and before.
     std::string AllLogText() {
         const std::string moved = Log.Path() != DataFolder ? LogText() : "";
@@ -89,7 +83,6 @@ TEST_F(ConnectTest, TheInboxItemEventProcessesNewMailUnlessTheInboxIsWatched) {
     const clsMailItems items = FolderAt("INBOX").Items();
     ASSERT_EQ(items.Count(), 2);
     EXPECT_FALSE(engine.AlreadyProcessed(*items.Item(2)));
-    ShutDown();
 }
 
 }  // namespace

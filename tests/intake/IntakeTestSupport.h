@@ -4,6 +4,7 @@
 
 #include <initializer_list>
 #include <limits>
+#include <tuple>
 
 #include "engine/EngineTestSupport.h"
 #include "intake/clsMessageAnalyser.h"
@@ -39,12 +40,8 @@ struct clsSpamDouble final : clsSpamEngine {
 };
 
 struct clsIntakeFixture : clsEngineFixture {
-    struct clsOption {
-        const char* Section;
-        const char* Name;
-        bool Value;
-    };
-    clsSpamDouble* Spam = nullptr;  // owned by the engine
+    using clsOption = std::tuple<const char*, const char*, bool>;  // section, name, value
+    clsSpamDouble* Spam = nullptr;                                 // owned by the engine
     clsSteppingTicks Ticks;
     std::unique_ptr<clsQueue> Queue;
     std::unique_ptr<clsMessageAnalyser> Analyser;
@@ -69,8 +66,8 @@ struct clsIntakeFixture : clsEngineFixture {
                                                              .Intake = {}});
         Engine->SetLogFile(Log);
         ASSERT_TRUE(Engine->InitialiseEngine());
-        for (const clsOption& option : options) {
-            Engine->RulesDatabase().SaveOptionBoolean(option.Section, option.Name, option.Value);
+        for (const auto& [section, name, value] : options) {
+            Engine->RulesDatabase().SaveOptionBoolean(section, name, value);
         }
         Queue = std::make_unique<clsQueue>(*Engine, Ticks);
         Queue->Initialise();
@@ -125,8 +122,8 @@ struct clsIntakeFixture : clsEngineFixture {
     }
     static std::string Mark(const std::vector<std::int32_t>& rules) {
         std::string text;
-        for (const std::string& rule : Rules(rules)) {
-            text += " " + rule + " ";
+        for (const std::int32_t rule : rules) {
+            text += " " + std::to_string(rule) + " ";
         }
         return text;
     }

@@ -1,5 +1,5 @@
 // The processing queue on a real Maildir and Rules.mdb: the time budget, suspended folders, items
-// that vanished, the "CVProcessed" record, filing, deletion and the fixed junk rules.
+// that vanished, filing, deletion and the fixed junk rules.
 #include <algorithm>
 #include <limits>
 
@@ -89,22 +89,6 @@ TEST(Queue, AnItemGoneBeforeItsTurnIsDroppedWithOneErrorEntryAndNoAction) {
     EXPECT_TRUE(trashed->UnRead());
     EXPECT_EQ(Fixture::Processed(*trashed), "");
     EXPECT_FALSE(f.ItemIn("INBOX", "gone not")->UnRead());
-}
-
-// A second list for a queued item is ignored, and a rule already recorded is not recorded again.
-TEST(Queue, EachRuleIsRecordedOnceAndAQueuedItemKeepsItsFirstList) {
-    Fixture f;
-    f.StartIntake();
-    const std::int32_t one = f.AddSubjectRule("one");
-    const std::int32_t two = f.AddSubjectRule("two");
-    const clsMailItem item = f.DeliverMail("twice");
-    f.Queue->AddItem(item.EntryID(), Fixture::Rules({one}));
-    f.Queue->AddItem(item.EntryID(), Fixture::Rules({two}));
-    f.RunQueue();
-    EXPECT_EQ(Fixture::Processed(item), Fixture::Mark({one}));
-    f.Queue->AddItem(item.EntryID(), Fixture::Rules({two, one}));
-    f.RunQueue();
-    EXPECT_EQ(Fixture::Processed(item), Fixture::Mark({one, two}));
 }
 
 // The daemon scenario files moves, copies and junk; here what it never meets: a rule's folder
