@@ -227,8 +227,9 @@ public:
         return failed == 0;
     }
 
-    // Sends signal and waits for the exit (a daemon that never ends runs into the test's time
-    // limit): its exit code (-1 when ended by a signal) and the seconds it took.
+    // Sends signal and waits for the exit, killing a daemon that hangs after 20 s so that the
+    // test fails on its time rather than at ctest's limit: the exit code (-1 when ended by a
+    // signal) and the seconds it took.
     std::pair<int, double> Signal(int signal) {
         const auto start = clsClock::now();
         int status = -1;  // stays so when the exit was collected elsewhere
@@ -236,7 +237,12 @@ public:
             return {-1, 0.0};  // never kill(0): that is the test's own process group
         }
         ::kill(mPid, signal);
-        ::waitpid(mPid, &status, 0);
+        while (::waitpid(mPid, &status, WNOHANG) == 0) {
+            if (clsClock::now() - start > 20s) {
+                ::kill(mPid, SIGKILL);
+            }
+            std::this_thread::sleep_for(5ms);
+        }
         mPid = 0;
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
                 std::chrono::duration<double>(clsClock::now() - start).count()};
