@@ -37,11 +37,7 @@ protected:
     // Runs a command that must succeed; its output.
     std::string Must(const std::vector<std::string>& args) {
         const clsRun run = Run(args);
-        std::string command = "corvel";
-        for (const std::string& arg : args) {
-            command += " " + arg;
-        }
-        EXPECT_EQ(run.ExitCode, 0) << command << ": " << run.Err;
+        EXPECT_EQ(run.ExitCode, 0) << testing::PrintToString(args) << ": " << run.Err;
         return run.Out;
     }
     std::filesystem::path DataFolder() const { return mFolder.Path() / "data" / "corvel"; }

@@ -1,9 +1,7 @@
 #pragma once
-// The end-to-end test's own reading of what rules mean, written from their documented meaning and
+// The end-to-end tests' own reading of what rules mean, written from their documented meaning and
 // never from the engine's code, so that the two can disagree: which rules match a message, and
-// what their actions leave behind (where the message ends, read or not, its importance, its
-// copies, forwards, auto-replies and missing-folder reports).
-// Plain values and functions; nothing here touches a mailbox.
+// what their actions leave behind. Plain values and functions; nothing here touches a mailbox.
 
 #include <algorithm>
 #include <numeric>
@@ -64,15 +62,11 @@ inline std::string Lower(std::string text) {
     return text;
 }
 
-// "@domain" of an address, from its first "@"; "" when it has none.
-inline std::string DomainOf(const std::string& address) {
-    const size_t at = address.find('@');
-    return at == std::string::npos ? std::string() : address.substr(at);
-}
-
+// The whole address, or its "@domain" from the first "@", in any case.
 inline bool AddressMatches(const std::string& criterion, const std::string& address) {
+    const size_t at = address.find('@');
     const std::string wanted = Lower(criterion);
-    return wanted == Lower(address) || (!address.empty() && wanted == Lower(DomainOf(address)));
+    return wanted == Lower(address) || (at != address.npos && wanted == Lower(address.substr(at)));
 }
 
 inline bool Contains(const std::string& text, const std::string& part) {

@@ -1,5 +1,5 @@
 // Auto-reply templates on a real Maildir, and replies sent through a real SMTP receiver: every
-// field filled in both of its written forms, values escaped in HTML, nothing sent on failure.
+// field filled in both of its written forms, values escaped in HTML, nothing sent without a sender.
 // Creating, listing and showing templates is checked on the binary in TemplatesCommandTest.
 #include <chrono>
 #include <cstdlib>
@@ -66,6 +66,17 @@ struct clsAutoReplyFixture : clsMailFixture {
         SetTime(Root / "new" / name, kReceivedAt);
         return *Mapi->GetItemFromID("INBOX/" + name);
     }
+    // A message another program filed in the template folder, with `id` as its template ID
+    // unless that is empty.
+    void FileTemplate(const std::string& name, const std::string& message, const std::string& id) {
+        const std::string folderID = AutoReply->TemplateFolder()->EntryID();  // makes the folder
+        Deliver(Root / ".Autoreply Templates (Corvel)", name, message);
+        clsMailItem item = *Mapi->GetItemFromID(folderID + "/" + name);
+        if (!id.empty()) {
+            item.AddUserProperty(classAutoReply::kTemplateIDProperty, {UserPropertyType::Text, id});
+            ASSERT_TRUE(item.Save());
+        }
+    }
 
 private:
     int mReceived = 0;
@@ -104,20 +115,8 @@ std::string TemplateText(bool html, const std::vector<clsFieldCase>& cases, bool
 
 TEST(AutoReplyTemplates, NewIDsGrowFromTheLargestUsableIDInUse) {
     clsAutoReplyFixture f;
-    const clsMailFolder folder = *f.AutoReply->TemplateFolder();
-    const auto directory = f.Root / ".Autoreply Templates (Corvel)";
-    for (const char* value : {"", "7x", "-3", "99999999999"}) {
-        Deliver(directory, std::string("odd") + value + ".A.host", TestMessage(value));
-    }
-    const clsMailItems items = folder.Items();
-    for (long i = 1; i <= items.Count(); ++i) {
-        clsMailItem item = *items.Item(i);
-        const std::string value = item.Subject();
-        if (!value.empty()) {
-            item.AddUserProperty(classAutoReply::kTemplateIDProperty,
-                                 {UserPropertyType::Text, value});
-            ASSERT_TRUE(item.Save());
-        }
+    for (const char* id : {"", "7x", "-3", "99999999999"}) {
+        f.FileTemplate(std::string("odd") + id + ".A.host", TestMessage(id), id);
     }
     EXPECT_TRUE(f.AutoReply->Templates().empty()) << "items without a usable ID are no templates";
     for (const char* subject : {"one", "two", "three"}) {
@@ -135,7 +134,7 @@ TEST(AutoReplyTemplates, NewIDsGrowFromTheLargestUsableIDInUse) {
               (std::vector<clsTemplateSummary>{{1, "one"}, {2, "again"}}));
 }
 
-TEST(AutoReplySending, FillsEveryFieldInBothFormsEscapesHtmlAndSendsNothingOnFailure) {
+TEST(AutoReplySending, FillsEveryFieldInBothFormsEscapesHtmlAndSendsNothingWithoutASender) {
     const clsTimeZone zone(kZone);
     clsSmtpReceiverPeer peer({"none", "", "", {}});
     ASSERT_NE(peer.Port(), 0);
@@ -147,15 +146,13 @@ TEST(AutoReplySending, FillsEveryFieldInBothFormsEscapesHtmlAndSendsNothingOnFai
     const std::int32_t htmlID =
         f.AutoReply->CreateTemplate("HTML", TemplateText(true, cases, false), true);
     // As an HTML editor stores it: HTML only, a soft line break of quoted-printable in a field.
-    Deliver(
-        f.Root / ".Autoreply Templates (Corvel)", "editor.A.host",
+    f.FileTemplate(
+        "editor.A.host",
         "From: me@example.org\nSubject: From the editor\nMIME-Version: 1.0\n"
         "Content-Type: text/html; charset=utf-8\nContent-Transfer-Encoding: quoted-printable\n"
-        "\n<html><body><p>Hi &lt;-[Sender=\nName]-&gt;, =C3=A0 bient=C3=B4t</p></body></html>\n");
-    clsMailItem stored =
-        *f.Mapi->GetItemFromID(f.AutoReply->TemplateFolder()->EntryID() + "/editor.A.host");
-    stored.AddUserProperty(classAutoReply::kTemplateIDProperty, {UserPropertyType::Text, "7"});
-    ASSERT_TRUE(stored.Save());
+        "\n<html><body><p>Hi &lt;-[Sender=\nName]-&gt;, =C3=A0 bient=C3=B4t</p></body></html>\n",
+        "7");
+    ASSERT_FALSE(HasFatalFailure());
     const clsMailItem received = f.Received("\"" + kHostileName + "\" <ann@example.org>", kSubject);
 
     for (const std::int32_t id : {plainID, htmlID, 7}) {
@@ -179,18 +176,9 @@ TEST(AutoReplySending, FillsEveryFieldInBothFormsEscapesHtmlAndSendsNothingOnFai
               "</body></html>\n");
     EXPECT_EQ(WithoutCr(editor.Body()).rfind("Hi <script>Ann & Co</script>, à bientôt", 0), 0U);
 
-    // Nothing goes without a template or a sender address.
-    struct Case {
-        std::string From;
-        std::int32_t ID;
-        std::string Logged;
-    };
-    for (const Case& c : {Case{"ann@example.org", 99, "there is no template 99"},
-                          Case{"<>", plainID, "no sender address"}}) {
-        SCOPED_TRACE(c.From);
-        EXPECT_FALSE(f.AutoReply->SendAutoreply(f.Received(c.From, "hi"), c.ID));
-        EXPECT_TRUE(Holds(f.LogText(), c.Logged));
-    }
+    // Nothing goes to a message without a sender address.
+    EXPECT_FALSE(f.AutoReply->SendAutoreply(f.Received("<>", "hi"), plainID));
+    EXPECT_TRUE(Holds(f.LogText(), "the item has no sender address; no reply sent"));
     EXPECT_EQ(peer.Received().size(), 3U);
     EXPECT_EQ(f.Mapi->GetDefaultFolder(DefaultFolder::SentMail)->Items().Count(), 3);
 }
