@@ -206,12 +206,4 @@ TEST(MimeMessageRead, KeepsTheHeaderBlockAsWritten) {
     }
 }
 
-TEST(MimeMessageRead, PadsSplitJapaneseWordsCorrectly) {
-    // ISO-2022-JP words with base64 padding, as Japanese mailers write them.
-    const clsMimeMessage message = clsMimeMessage::Parse(
-        "From: a@example.com\nSubject: =?ISO-2022-JP?B?GyRCRnxLXBsoQg==?=\n "
-        "=?ISO-2022-JP?B?GyRCOGwbKEI=?=\n\nb\n");
-    EXPECT_EQ(message.Subject(), "日本語");
-}
-
 }  // namespace
