@@ -13,13 +13,6 @@ using namespace std::chrono_literals;
 
 constexpr const char* kUser = "corvel";
 constexpr const char* kPassword = "s3cret pass";
-const std::string kShortMessage = "Subject: x\r\n\r\nx\r\n";
-
-clsStatus SendWith(const clsTransportSettings& settings, const std::string& message) {
-    clsStatus made = clsStatus::Ok();
-    const std::unique_ptr<clsMailTransport> transport = MakeMailTransport(settings, made);
-    return transport ? transport->Send(message, "sender@example.org", {"ann@example.org"}) : made;
-}
 
 std::vector<std::string> ComposedAndForward() {
     clsOutgoingMessage message;
@@ -112,9 +105,13 @@ TEST(SmtpTransport, FailuresAreReportedQuicklyAndNothingIsDelivered) {
         clsTransportSettings settings = peer.Settings();
         settings.Timeout = 2s;
         c.Change(settings);
+        clsStatus status = clsStatus::Ok();
+        const std::unique_ptr<clsMailTransport> transport = MakeMailTransport(settings, status);
+        ASSERT_TRUE(transport) << status.Description();
         const auto start = std::chrono::steady_clock::now();
 
-        const clsStatus status = SendWith(settings, kShortMessage);
+        status =
+            transport->Send("Subject: x\r\n\r\nx\r\n", "sender@example.org", {"ann@example.org"});
 
         EXPECT_LT(std::chrono::steady_clock::now() - start, 2500ms);
         EXPECT_EQ(status.GetCode(), c.Code);
