@@ -50,11 +50,8 @@ TEST(Sending, MailWaitsInTheOutboxOrArrivesIntactAndIsKeptInSentItems) {
     EXPECT_EQ(received[1].Envelope,
               (std::vector<std::string>{"me@example.org", "boss@example.net"}));
     EXPECT_EQ(clsMimeMessage::Parse(received[1].Bytes).Subject(), "Fw: Quarterly report");
-    std::string originalOnTheWire;  // SMTP carries lines ending in CRLF
-    for (char c : original) {
-        originalOnTheWire += c == '\n' ? std::string("\r\n") : std::string(1, c);
-    }
-    EXPECT_TRUE(Holds(received[1].Bytes, originalOnTheWire)) << "the original travels whole";
+    // Its lines end in CRLF, as checked above.
+    EXPECT_TRUE(Holds(WithoutCr(received[1].Bytes), original)) << "the original travels whole";
     ASSERT_EQ(sent.Items().Count(), 2);
     EXPECT_EQ(sent.Items().Item(1)->Subject(), "Grüße aus Köln");
     EXPECT_FALSE(sent.Items().Item(2)->UnRead());

@@ -40,7 +40,6 @@ TEST(AddressReader, CleansNames) {
              CleanCase{"Ann Example", "Ann Example"},
              CleanCase{"Evil\r\nBcc: x", "Evil Bcc: x"},
              CleanCase{"\x01\x02", ""},
-             CleanCase{"caf\xE9", "café"},
          }) {
         SCOPED_TRACE(c.Raw);
         EXPECT_EQ(clsAddressReader::CleanName(c.Raw), c.Expected);

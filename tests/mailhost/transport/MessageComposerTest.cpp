@@ -45,8 +45,7 @@ std::string HeaderBlock(const std::string& bytes) {
 }
 
 bool HasHeaderLine(const std::string& bytes, const std::string& start) {
-    const std::string headers = "\r\n" + HeaderBlock(bytes);
-    return headers.find("\r\n" + start) != std::string::npos;
+    return Holds("\r\n" + HeaderBlock(bytes), "\r\n" + start);
 }
 
 clsOutgoingMessage Message(std::string subject, std::string body) {
@@ -56,13 +55,6 @@ clsOutgoingMessage Message(std::string subject, std::string body) {
     message.Subject = std::move(subject);
     message.Body = std::move(body);
     return message;
-}
-
-// The message/rfc822 part's content: from after its header block to the CRLF that belongs to
-// the closing boundary, the last one.
-std::string AttachedMessage(const std::string& bytes) {
-    const size_t start = bytes.find("\r\n\r\n", bytes.find("Content-Type: message/rfc822")) + 4;
-    return bytes.substr(start, bytes.rfind("\r\n--") - start);
 }
 
 }  // namespace
@@ -168,7 +160,10 @@ TEST(MessageComposerForward, AttachesTheOriginalWholeWithCrlfLineEnds) {
                                         "Siehe unten.");
 
         EXPECT_TRUE(EveryLineEndsInCrlf(forward));
-        EXPECT_EQ(AttachedMessage(forward), c.Attached);
+        // The message/rfc822 part's content: after its header block, up to the CRLF that belongs
+        // to the closing boundary, the last one.
+        const size_t start = forward.find("\r\n\r\n", forward.find("message/rfc822")) + 4;
+        EXPECT_EQ(forward.substr(start, forward.rfind("\r\n--") - start), c.Attached);
         EXPECT_FALSE(Holds(HeaderBlock(forward), "hidden@example.org"));
         const clsOwned<GMimeMessage> parsed = Parse(forward);
         ASSERT_TRUE(parsed);
