@@ -135,12 +135,6 @@ std::string Identity(const std::string& subject, const std::string& body) {
     return subject + "\x1f" + body;
 }
 
-std::string StateText(const clsItemState& state) {
-    const char* const levels[] = {"low", "normal", "high"};  // in the order of Importance
-    return state.Folder + (state.Unread ? " unread " : " read ") +
-           levels[static_cast<int>(state.Level)];
-}
-
 // The first messages of each corpus part in file-name order, leaving out any whose subject and
 // body repeat an earlier one's: such twins could not be told apart afterwards, and a copy of the
 // second would rightly be refused as a duplicate.

@@ -46,6 +46,12 @@ struct clsItemState {
     auto operator<=>(const clsItemState&) const = default;
 };
 
+inline std::string StateText(const clsItemState& state) {
+    const char* const levels[] = {"low", "normal", "high"};  // in the order of Importance
+    return state.Folder + (state.Unread ? " unread " : " read ") +
+           levels[static_cast<int>(state.Level)];
+}
+
 struct clsOutcome {
     std::vector<size_t> Matched;  // rule indexes, in the order their actions run
     clsItemState Original;

@@ -101,12 +101,6 @@ struct clsFoundItem {
     clsItemState State;
 };
 
-std::string StateText(const clsItemState& state) {
-    const char* const levels[] = {"low", "normal", "high"};  // in the order of Importance
-    return state.Folder + (state.Unread ? " unread " : " read ") +
-           levels[static_cast<int>(state.Level)];
-}
-
 std::string Joined(const std::vector<std::string>& texts) {
     std::string joined;
     for (const std::string& text : texts) {
