@@ -252,6 +252,23 @@ std::vector<clsMailAddress> RecipientsOf(GMimeMessage* message) {
     return recipients;
 }
 
+// GMime reads recipients with their control characters dropped, which can turn an address into
+// another one: an address that does not stand in its headers as written is no address.
+void ClearRewrittenAddresses(std::vector<clsMailAddress>& recipients, const clsHeaderBlock& block) {
+    std::string written;
+    for (const char* name : {"To", "Cc", "Bcc"}) {
+        written += block.Value(name).value_or("") + ",";
+    }
+    if (!HasControlCharacter(written)) {
+        return;
+    }
+    for (clsMailAddress& recipient : recipients) {
+        if (written.find(recipient.Address) == std::string::npos) {
+            recipient.Address.clear();
+        }
+    }
+}
+
 // A date the clock cannot hold (about 1678 to 2262 with nanosecond ticks) is as unreadable as
 // a malformed one.
 std::optional<clsTimePoint> DateOf(GMimeMessage* message) {
@@ -354,6 +371,7 @@ void clsMimeMessage::Read(std::string_view rawMessage) {
         mSender.Address.clear();
     }
     mRecipients = RecipientsOf(message.get());
+    ClearRewrittenAddresses(mRecipients, block);
     mDate = DateOf(message.get());
     mMessageID = TextOrEmpty(g_mime_message_get_message_id(message.get()));
     GMimeObject* top = g_mime_message_get_mime_part(message.get());

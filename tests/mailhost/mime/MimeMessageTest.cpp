@@ -108,6 +108,10 @@ TEST(MimeMessageRead, ListsToCcAndBccWithGroupsFlattened) {
               "Cc Dee <dee@example.net>; Bcc hidden@example.com");
     // An empty group adds nobody.
     EXPECT_EQ(RecipientsOf("from-quotes-commas.eml"), "To Doe, Jane <jane@example.com>");
+    // Like the sender's, an address holding a control character is no address: without the
+    // character it would be another one.
+    EXPECT_EQ(RecipientsOf("from-control-chars.eml"),
+              "To Tab here <tab@example.com>; To CtlName <>");
 }
 
 std::string NestedMultiparts(int levels) {
