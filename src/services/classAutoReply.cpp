@@ -120,8 +120,8 @@ std::optional<std::int32_t> TemplateIDOf(const clsMailItem& item) {
 
 std::optional<clsMailItem> FindTemplate(const clsMailFolder& folder, std::int32_t id) {
     return folder.Items()
-        .Restrict("[" + std::string(classAutoReply::kTemplateIDProperty) + "] = \"" +
-                  std::to_string(id) + "\"")
+        .Restrict("[" + std::string(classAutoReply::kTemplateIDProperty) +
+                  "] = " + clsMailItems::Quoted(std::to_string(id)))
         .Item(1);
 }
 
