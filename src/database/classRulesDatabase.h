@@ -46,8 +46,11 @@ public:
     void SetDatabaseFile(std::filesystem::path file) { mConnection.SetFile(std::move(file)); }
     const std::string& ConnectionString() const { return mConnection.ConnectionString(); }
 
-    // Primitives. GetRS gives nothing on failure; RunCommand false.
+    // Primitives. GetRS gives nothing on failure; ForEachRow and RunCommand false.
     std::unique_ptr<clsRecordset> GetRS(std::string_view sql) { return mConnection.GetRS(sql); }
+    bool ForEachRow(std::string_view sql, const clsDbConnection::RowReader& read) {
+        return mConnection.ForEachRow(sql, read);
+    }
     bool RunCommand(std::string_view sql, long& recordsAffected) {
         return mConnection.RunCommand(sql, recordsAffected);
     }

@@ -6,6 +6,7 @@
 #include <exception>
 #include <initializer_list>
 
+#include "database/clsDbRow.h"
 #include "database/clsJetFunctions.h"
 #include "database/clsJetTranslator.h"
 #include "database/clsTextDriverImport.h"
@@ -90,32 +91,6 @@ int BindValue(sqlite3_stmt* statement, int index, const clsDbValue& value) {
     return sqlite3_bind_int64(statement, index, value.AsLong());
 }
 
-std::string Bytes(const void* data, int size) {
-    return data == nullptr
-               ? std::string()
-               : std::string(static_cast<const char*>(data), static_cast<std::size_t>(size));
-}
-
-// Texts and blobs both come back as their bytes, unchanged.
-clsDbValue ReadValue(sqlite3_stmt* statement, int column) {
-    switch (sqlite3_column_type(statement, column)) {
-        case SQLITE_INTEGER:
-            return clsDbValue(static_cast<std::int64_t>(sqlite3_column_int64(statement, column)));
-        case SQLITE_FLOAT:
-            return clsDbValue(sqlite3_column_double(statement, column));
-        case SQLITE_TEXT: {
-            const unsigned char* text = sqlite3_column_text(statement, column);
-            return clsDbValue(Bytes(text, sqlite3_column_bytes(statement, column)));
-        }
-        case SQLITE_BLOB: {
-            const void* blob = sqlite3_column_blob(statement, column);
-            return clsDbValue(Bytes(blob, sqlite3_column_bytes(statement, column)));
-        }
-        default:
-            return {};
-    }
-}
-
 std::string TextOrEmpty(const char* text) { return text == nullptr ? std::string() : text; }
 
 std::vector<clsRecordset::Column> ReadColumns(sqlite3_stmt* statement, int count) {
@@ -144,7 +119,7 @@ clsStatus ReadRecordset(sqlite3* db, sqlite3_stmt* statement, bool hasRowId,
         std::vector<clsDbValue>& row = rows.emplace_back();
         row.reserve(static_cast<std::size_t>(fieldCount));
         for (int i = 0; i < fieldCount; ++i) {
-            row.push_back(ReadValue(statement, i));
+            row.push_back(clsDbRow(statement).Value(i));
         }
         if (!updateTable.empty()) {
             rowIds.push_back(
@@ -308,6 +283,33 @@ clsStatus clsDbConnection::Query(std::string_view jetSql,
                              : status;
     } catch (const std::exception& ex) {
         recordset.reset();
+        return Failure(ex);
+    }
+}
+
+clsStatus clsDbConnection::QueryEach(std::string_view jetSql, const RowReader& read) {
+    try {
+        if (mDb == nullptr) {
+            return NotOpen();
+        }
+        std::string sql;
+        clsStatus status = clsJetTranslator::Translate(jetSql, sql);
+        Statement statement;
+        if (status.IsOk()) {
+            status = Prepare(mDb, sql, statement);
+        }
+        if (!status.IsOk()) {
+            return status;
+        }
+        const clsDbRow row(statement.get());
+        int rc = sqlite3_step(statement.get());
+        for (; rc == SQLITE_ROW; rc = sqlite3_step(statement.get())) {
+            if (!read(row)) {
+                return clsStatus::Ok();
+            }
+        }
+        return rc == SQLITE_DONE ? clsStatus::Ok() : DatabaseError(mDb);
+    } catch (const std::exception& ex) {
         return Failure(ex);
     }
 }

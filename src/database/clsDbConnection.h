@@ -13,11 +13,13 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "database/clsDbRow.h"
 #include "database/clsRecordset.h"
 #include "foundation/clsStatus.h"
 
@@ -39,6 +41,10 @@ public:
 
     // Runs a Jet SELECT and reads all its rows.
     clsStatus Query(std::string_view jetSql, std::unique_ptr<clsRecordset>& recordset);
+    // Runs a Jet SELECT and hands read each row in turn, without holding them; read returns false
+    // to stop early. An exception from read ends the query with its text as the failure.
+    using RowReader = std::function<bool(const clsDbRow&)>;
+    clsStatus QueryEach(std::string_view jetSql, const RowReader& read);
     // Runs a Jet INSERT/UPDATE/DELETE/DDL statement; recordsAffected gets the changed row count.
     clsStatus Execute(std::string_view jetSql, long& recordsAffected);
     // Runs one statement in SQLite's own dialect, untranslated (schema code only).

@@ -33,22 +33,31 @@ bool clsLoggedConnection::Reopen() {
 }
 
 std::unique_ptr<clsRecordset> clsLoggedConnection::GetRS(std::string_view sql) {
+    std::unique_ptr<clsRecordset> recordset;
+    return Select(sql, [&] { return mConnection.Query(sql, recordset); }) ? std::move(recordset)
+                                                                          : nullptr;
+}
+
+bool clsLoggedConnection::ForEachRow(std::string_view sql, const clsDbConnection::RowReader& read) {
+    return Select(sql, [&] { return mConnection.QueryEach(sql, read); });
+}
+
+bool clsLoggedConnection::Select(std::string_view sql, const std::function<clsStatus()>& run) {
     try {
         if (!EnsureOpen()) {
-            return nullptr;
+            return false;
         }
         mLog.AddLog(Entry("GetRS: ") + std::string(sql), 3);
-        std::unique_ptr<clsRecordset> recordset;
-        const clsStatus status = mConnection.Query(sql, recordset);
+        const clsStatus status = run();
         if (status.IsOk()) {
-            return recordset;
+            return true;
         }
         mLog.AddErrorLog(Entry("GetRS"), status);
         mLog.AddLog(Entry("GetRS: ") + status.Description() + " " + std::string(sql));
     } catch (const std::exception& error) {
         mLog.AddErrorLog(Entry("GetRS"), error);
     }
-    return nullptr;
+    return false;
 }
 
 bool clsLoggedConnection::RunCommand(std::string_view sql, long& recordsAffected) {

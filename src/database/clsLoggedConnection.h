@@ -43,6 +43,9 @@ public:
 
     // Nothing on failure.
     std::unique_ptr<clsRecordset> GetRS(std::string_view sql);
+    // GetRS without holding the rows: read gets each in turn (clsDbConnection::QueryEach),
+    // logged as GetRS is. False on failure, after the rows read so far.
+    bool ForEachRow(std::string_view sql, const clsDbConnection::RowReader& read);
     bool RunCommand(std::string_view sql, long& recordsAffected);
     // The first field of the first row as a number; 0 when there is none.
     std::int64_t GetCount(std::string_view sql);
@@ -52,6 +55,8 @@ public:
 
 private:
     bool EnsureOpen() { return mIsOpen || Reopen(); }
+    // Runs a query through run, logged as GetRS.
+    bool Select(std::string_view sql, const std::function<clsStatus()>& run);
     std::string Entry(std::string_view routine) const {
         return mComponent + "->" + std::string(routine);
     }

@@ -78,7 +78,15 @@ void clsCorpus::Fail(std::string_view member, const clsStatus& status) const {
     mLog.AddErrorLog("Corpus->" + std::string(member), status);
 }
 
+void clsCorpus::AddCount(std::int32_t& held, std::int64_t count) {
+    held = Saturated(std::int64_t{held} + count);
+}
+
 void clsCorpus::Merge(std::string_view token, std::int64_t count) {
+    Merge(token, count, CountHere());
+}
+
+void clsCorpus::Merge(std::string_view token, std::int64_t count, const TokenSink& add) {
     if (EqualNoCase(token, kVersionToken)) {
         mCorpusVersion = Saturated(count);
         return;
@@ -88,8 +96,7 @@ void clsCorpus::Merge(std::string_view token, std::int64_t count) {
     }
     mKey.assign(token);
     std::transform(mKey.begin(), mKey.end(), mKey.begin(), LowerAscii);
-    std::int32_t& held = mCounts.Add(mKey);
-    held = Saturated(std::int64_t{held} + count);
+    add(mKey, count);
 }
 
 void clsCorpus::AddToken(std::string_view token) {
@@ -161,29 +168,55 @@ std::int32_t clsCorpus::Count(std::string_view token) const {
 }
 
 bool clsCorpus::LoadCorpusDB(classRulesDatabase& db) {
-    return LoadRows(db, "SELECT * FROM " + mName, "LoadCorpusDB");
+    mCounts.Clear();
+    return LoadRows(db, "SELECT * FROM " + mName, "LoadCorpusDB", CountHere());
+}
+
+bool clsCorpus::ReadCorpusDB(classRulesDatabase& db, const TokenSink& add) {
+    return LoadRows(db, "SELECT * FROM " + mName, "LoadCorpusDB", add);
 }
 
 // The version row's token matches in any case, as Merge takes it (the column folds case too).
 bool clsCorpus::LoadCorpusVersionDB(classRulesDatabase& db) {
+    mCounts.Clear();
     return LoadRows(
         db,
         "SELECT Token, Count FROM " + mName + " WHERE Token='" + std::string(kVersionToken) + "'",
-        "LoadCorpusVersionDB");
+        "LoadCorpusVersionDB", CountHere());
 }
 
-bool clsCorpus::LoadRows(classRulesDatabase& db, const std::string& query,
-                         std::string_view member) {
+clsCorpus::TokenSink clsCorpus::CountHere() {
+    return [this](std::string_view key, std::int64_t count) { AddCount(mCounts.Add(key), count); };
+}
+
+// The rows are read in place, one at a time: a corpus has tens of thousands, and every command
+// that judges mail starts by reading them.
+bool clsCorpus::LoadRows(classRulesDatabase& db, const std::string& query, std::string_view member,
+                         const TokenSink& add) {
     try {
-        mCounts.Clear();
         mCorpusVersion = 0;
-        const std::unique_ptr<clsRecordset> rs = db.GetRS(query);
-        if (!rs) {
+        int token = -1;
+        int count = -1;
+        bool fieldsMissing = false;
+        const bool read = db.ForEachRow(query, [&](const clsDbRow& row) {
+            if (token < 0) {
+                token = row.FieldIndex("Token");
+                count = row.FieldIndex("Count");
+                fieldsMissing = token < 0 || count < 0;
+            }
+            if (!fieldsMissing) {
+                Merge(row.Text(token), row.Long(count), add);
+            }
+            return !fieldsMissing;
+        });
+        if (!read) {
             Fail(member, clsStatus::Error(Code::NotFound, "cannot read table " + mName));
             return false;
         }
-        for (; !rs->Eof(); rs->MoveNext()) {
-            Merge(rs->Field("Token").AsText(), rs->Field("Count").AsLong());
+        if (fieldsMissing) {
+            Fail(member, clsStatus::Error(Code::Invalid,
+                                          "table " + mName + " has no Token or no Count field"));
+            return false;
         }
         return true;
     } catch (const std::exception& error) {

@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -52,6 +53,13 @@ public:
     // Replaces the counts and version with the rows of the table ("SELECT * FROM " + name). A
     // missing table leaves an empty corpus of version 0 (and false).
     bool LoadCorpusDB(classRulesDatabase& db);
+    // Reads the table as LoadCorpusDB does, but hands each token row to add (the token
+    // lower-cased, and its count) instead of counting it here: sets the version and leaves the
+    // counts as they are. For a reader that keeps the counts in a table of its own.
+    using TokenSink = std::function<void(std::string_view token, std::int64_t count)>;
+    bool ReadCorpusDB(classRulesDatabase& db, const TokenSink& add);
+    // What one more row of a token adds to the count held: the sum, kept within 32 bits.
+    static void AddCount(std::int32_t& held, std::int64_t count);
     // Empties the counts and reads only the version row of the table: what clearing a saved
     // corpus needs. A missing table leaves version 0 (and false).
     bool LoadCorpusVersionDB(classRulesDatabase& db);
@@ -73,8 +81,14 @@ public:
 private:
     // Adds count to token's entry (saturating), or sets the version for the version row.
     void Merge(std::string_view token, std::int64_t count);
-    // Empties the corpus and merges the rows the query gives (Token and Count columns).
-    bool LoadRows(classRulesDatabase& db, const std::string& query, std::string_view member);
+    // Merge's work, the lower-cased token and its count handed to add.
+    void Merge(std::string_view token, std::int64_t count, const TokenSink& add);
+    // The TokenSink that counts into this corpus.
+    TokenSink CountHere();
+    // Reads the version and merges through add the rows the query gives (Token and Count
+    // fields).
+    bool LoadRows(classRulesDatabase& db, const std::string& query, std::string_view member,
+                  const TokenSink& add);
     void Fail(std::string_view member, const clsStatus& status) const;
 
     std::string mName;

@@ -88,16 +88,34 @@ void clsSpamFilter::Fail(std::string_view member, const std::exception& error) {
     mLog.AddErrorLog("SpamFilter->" + std::string(member), error);
 }
 
-// The body corpora and the counts come first; the header corpora only when training or a
-// header-token question needs them, since judging mail does not.
-bool clsSpamFilter::EnsureLoaded(bool headersToo) {
-    if (!mLoaded) {
-        mLoaded = true;
+void clsSpamFilter::ReadCounts() {
+    if (!mCounted) {
+        mCounted = true;
         for (clsSide* side : {&mGood, &mBad}) {
-            side->Body.LoadCorpusDB(mDatabase);
             const std::string count = mDatabase.ReadOption("Antispam", side->CountOption, "0");
             side->Count = static_cast<std::int32_t>(std::strtol(count.c_str(), nullptr, 10));
         }
+    }
+}
+
+// Judging needs the counts, the body corpora's versions and the body table, not the corpora:
+// while they are not loaded, the table is read straight from their tables, and that reading
+// gives the versions.
+void clsSpamFilter::EnsureCounted() {
+    ReadCounts();
+    if (!mLoaded) {
+        TableOf(false);
+    }
+}
+
+// The body corpora and the counts come first; the header corpora only when training or a
+// header-token question needs them, since judging mail does not.
+bool clsSpamFilter::EnsureLoaded(bool headersToo) {
+    ReadCounts();
+    if (!mLoaded) {
+        mLoaded = true;
+        mGood.Body.LoadCorpusDB(mDatabase);
+        mBad.Body.LoadCorpusDB(mDatabase);
     }
     if (headersToo && !mHeadersLoaded) {
         mHeadersLoaded = true;
@@ -108,17 +126,23 @@ bool clsSpamFilter::EnsureLoaded(bool headersToo) {
 }
 
 clsSpamFilter::clsTokenTable& clsSpamFilter::TableOf(bool useHeaders) {
-    EnsureLoaded(useHeaders);
     clsTokenTable& table = mTables[useHeaders];
     if (!mTablesCurrent[useHeaders]) {
-        table.Clear();  // the corpora's tokens are lower-cased already
-        (useHeaders ? mGood.Headers : mGood.Body)
-            .ForEachToken([&](std::string_view token, std::int32_t count) {
-                table.Add(token).Good += count;
-            });
-        (useHeaders ? mBad.Headers : mBad.Body)
-            .ForEachToken(
-                [&](std::string_view token, std::int32_t count) { table.Add(token).Bad += count; });
+        table.Clear();
+        const bool loaded = useHeaders ? mHeadersLoaded : mLoaded;
+        for (clsSide* side : {&mGood, &mBad}) {
+            clsCorpus& corpus = useHeaders ? side->Headers : side->Body;
+            const auto add = [&table, good = side->Good](std::string_view token,
+                                                         std::int64_t count) {
+                clsTokenCounts& counts = table.Add(token);  // tokens come lower-cased
+                clsCorpus::AddCount(good ? counts.Good : counts.Bad, count);
+            };
+            if (loaded) {
+                corpus.ForEachToken(add);
+            } else {
+                corpus.ReadCorpusDB(mDatabase, add);
+            }
+        }
         mTablesCurrent[useHeaders] = true;
     }
     return table;
@@ -233,7 +257,7 @@ double clsSpamFilter::JudgeItem(const clsMailItem& item, const clsMimeMessage* m
 double clsSpamFilter::TextSpamProbability(std::string_view body, std::string_view headerBlock,
                                           std::string* debugText) {
     try {
-        EnsureLoaded();
+        EnsureCounted();
         double p = 0;
         if (mGood.Count < kMinimumMessages || mBad.Count < kMinimumMessages) {
             AddLine(debugText, "Not enough message data for Bayesian analysis.");
@@ -266,13 +290,21 @@ double clsSpamFilter::TextSpamProbability(std::string_view body, std::string_vie
     }
 }
 
-std::int32_t clsSpamFilter::GoodCount() { return EnsureLoaded() ? mGood.Count : 0; }
-std::int32_t clsSpamFilter::BadCount() { return EnsureLoaded() ? mBad.Count : 0; }
+std::int32_t clsSpamFilter::GoodCount() {
+    ReadCounts();
+    return mGood.Count;
+}
+std::int32_t clsSpamFilter::BadCount() {
+    ReadCounts();
+    return mBad.Count;
+}
 std::int32_t clsSpamFilter::GoodCorpusVersion() {
-    return EnsureLoaded() ? mGood.Body.CorpusVersion() : 0;
+    EnsureCounted();
+    return mGood.Body.CorpusVersion();
 }
 std::int32_t clsSpamFilter::BadCorpusVersion() {
-    return EnsureLoaded() ? mBad.Body.CorpusVersion() : 0;
+    EnsureCounted();
+    return mBad.Body.CorpusVersion();
 }
 std::size_t clsSpamFilter::GoodTokenCount() { return EnsureLoaded() ? mGood.Body.TokenCount() : 0; }
 std::size_t clsSpamFilter::BadTokenCount() { return EnsureLoaded() ? mBad.Body.TokenCount() : 0; }

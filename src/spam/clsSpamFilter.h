@@ -146,11 +146,17 @@ private:
     };
     using clsTokenTable = clsFlatTable<clsTokenCounts>;
 
-    // The lower-cased table of the body (or header) corpora, made again after training.
+    // The lower-cased table of the body (or header) corpora, made again after training: from the
+    // corpora when they are loaded, else from their tables.
     clsTokenTable& TableOf(bool useHeaders);
     double ProbabilityOf(const clsTokenCounts& counts);
     // Training changed counts: the tables are made again and the corpora saved at Close.
     void CountsChanged();
+    // The message counts, read once.
+    void ReadCounts();
+    // The counts and the body corpora's versions: what judging needs beside the body table.
+    void EnsureCounted();
+    // The counts and the corpora themselves, for training, balancing, saving and token counts.
     bool EnsureLoaded(bool headersToo = false);
     // message: the item's parsed message, or null to parse it when it is needed.
     bool AddMessage(clsSide& side, clsMailItem& item, const clsMimeMessage* message);
@@ -175,6 +181,7 @@ private:
     // SpamProbability's tokens, kept to save allocations.
     std::vector<clsTokenTable::clsHashedKey> mRun;
     bool mHeaderRulesLoaded = false;
+    bool mCounted = false;
     bool mLoaded = false;
     bool mHeadersLoaded = false;
     bool mChanged = false;

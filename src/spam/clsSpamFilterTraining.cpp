@@ -44,7 +44,7 @@ std::string clsSpamFilter::HeaderBlockOf(std::string_view headers) {
 }
 
 bool clsSpamFilter::IsTrainedInto(const clsMailItem& item, bool good) {
-    EnsureLoaded();
+    EnsureCounted();
     const clsSide& side = good ? mGood : mBad;
     const auto mark = item.FindUserProperty(side.Mark);
     return mark && mark->Text == std::to_string(side.Body.CorpusVersion());
@@ -64,6 +64,7 @@ std::string clsSpamFilter::MessageCorpusVersion(const clsMailItem& item) {
 bool clsSpamFilter::AddMessage(clsSide& side, clsMailItem& item, const clsMimeMessage* message) {
     const std::string member = side.Good ? "AddGoodMessage" : "AddBadMessage";
     try {
+        EnsureLoaded(true);  // before IsTrainedInto, which would read the judging table instead
         if (IsTrainedInto(item, side.Good)) {
             mLog.AddLog(
                 "SpamFilter->" + member + ": " +
@@ -124,7 +125,7 @@ void clsSpamFilter::ClearData() {
             }
             side->Count = 0;
         }
-        mLoaded = mHeadersLoaded = true;
+        mCounted = mLoaded = mHeadersLoaded = true;
         CountsChanged();
     } catch (const std::exception& error) {
         Fail("ClearData", error);

@@ -22,6 +22,9 @@ bool clsSpamTraining::Build(std::string_view goodFolder, std::string_view badFol
             return false;
         }
         mCounters = {};
+        // The counters start from the corpora as they stand; loading them now also spares the
+        // walk's version checks a read of the judging table.
+        RefreshCounters();
         TrainFolder(*good, true, options.IncludeSubfolders);
         TrainFolder(*bad, false, options.IncludeSubfolders);
         if (options.BalanceGoodAndBad) {

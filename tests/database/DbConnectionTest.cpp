@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -211,3 +212,42 @@ TEST_F(DbConnectionTest, AnUpdateBatchAfterTheConnectionIsGoneFailsCleanly) {
 }
 
 }  // namespace
+
+// Rows read in place must read as the held recordset's do, and a reader may stop or fail.
+TEST_F(DbConnectionTest, QueryEachReadsRowsInPlaceAsTheRecordsetReadsThem) {
+    Exec("INSERT INTO Rules (Name, Ord) VALUES ('Apple', 1)");
+    Exec("INSERT INTO Rules (Name, Ord) VALUES ('12', 2.75)");
+    Exec("INSERT INTO Rules (Name, Ord) VALUES (NULL, NULL)");
+    Exec("INSERT INTO Rules (Name, Ord) VALUES ('2.5e1', -3.5)");
+    const char* sql = "SELECT Name AS N, Ord, 'x' AS Third FROM Rules ORDER BY ID";
+    const auto held = Query(sql);
+    ASSERT_TRUE(held);
+    int rows = 0;
+    EXPECT_TRUE(
+        mDb.QueryEach(sql,
+                      [&](const clsDbRow& row) {
+                          EXPECT_EQ(row.FieldCount(), 3);
+                          EXPECT_EQ(row.FieldIndex("ORD"), 1);
+                          EXPECT_EQ(row.FieldIndex("Name"), -1);  // only by the query's own names
+                          for (int field = 0; field < 2; ++field) {
+                              const clsDbValue value = held->Field(field);
+                              EXPECT_EQ(row.Value(field), value);
+                              EXPECT_EQ(row.Text(field), value.AsText()) << rows << "/" << field;
+                              EXPECT_EQ(row.Long(field), value.AsLong()) << rows << "/" << field;
+                          }
+                          held->MoveNext();
+                          return ++rows < 3;
+                      })
+            .IsOk());
+    EXPECT_EQ(rows, 3);  // the reader stopped after the third
+
+    const auto count = [this](std::string_view query) {
+        return mDb.QueryEach(query, [](const clsDbRow&) { return true; });
+    };
+    EXPECT_EQ(count("SELECT * FROM Missing").Description(), "no such table: Missing");
+    EXPECT_EQ(count("SELECT 1; DROP TABLE Rules").GetCode(), Code::Invalid);
+    const clsStatus thrown = mDb.QueryEach(
+        sql, [](const clsDbRow&) -> bool { throw std::runtime_error("reader failed"); });
+    EXPECT_EQ(thrown.Description(), "reader failed");
+    EXPECT_EQ(Values("SELECT Name FROM Rules WHERE Ord = 1"), Strings{"Apple"});
+}

@@ -129,12 +129,22 @@ TEST_F(SpamFilterTest, SavedCorporaComeBackAndClearingMovesEachSidesOwnVersionOn
     Train(false, "offer", 7, 12);
     Filter->AddGoodData("meeting", "X-Mailer: mutt mutt mutt mutt mutt\r\n\r\n");
     ASSERT_TRUE(Filter->SaveTokenDatabase());
+    // A row written in other case (by hand, or by an older version) counts with its token.
+    clsDatabaseFixture::Run("INSERT INTO Bad_Corpus (Token, Count) VALUES ('OFFER', 4)");
     {
+        // Judging reads its table straight from the corpus tables, training loads the corpora
+        // and makes the table again from them: both must give the same answers.
         clsSpamFilter again(Db, Log, Folder.Path());
         EXPECT_EQ(again.GoodCount(), 1);
         EXPECT_EQ(again.BadCount(), 12);
-        EXPECT_DOUBLE_EQ(again.TokenProbability("offer", false), 0.9998);
+        EXPECT_DOUBLE_EQ(again.TokenProbability("offer", false), 0.9999);  // 7 + 4 bad
         EXPECT_DOUBLE_EQ(again.TokenProbability("mutt", true), 0.011);
+        again.AddGoodData("", "");
+        EXPECT_DOUBLE_EQ(again.TokenProbability("offer", false), 0.9999);
+        again.AddGoodData("offer offer offer", "");
+        // 3 good of 3 messages, weighted 6, caps the good ratio at 1: (11/12) / (1 + 11/12).
+        EXPECT_NEAR(again.TokenProbability("offer", false), 11.0 / 23, 1e-12);
+        EXPECT_EQ(again.BadTokenCount(), 1u);
     }
     clsDatabaseFixture::Run("UPDATE Bad_Corpus SET Count=8 WHERE Token='Corpus_Version'");
     {
