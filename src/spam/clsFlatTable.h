@@ -1,11 +1,15 @@
 #pragma once
 // clsFlatTable: token text -> Value, as one flat open-addressing table with linear probing. The
 // spam filter looks up every token of every message and training adds them, so a lookup must
-// cost about one cache line rather than the chain of nodes of a standard map. Keys compare
-// exactly; callers that want case folded give lower-case keys.
+// cost about one cache line rather than the chain of nodes of a standard map. The keys' text is
+// kept back to back in one string and a slot holds only where its key starts, so a slot is small
+// and making a table of tens of thousands of tokens touches little memory. Keys compare exactly;
+// callers that want case folded give lower-case keys.
 // Owned by its user; one thread. Never throws but for allocation failure.
 
 #include <cstdint>
+#include <limits>
+#include <new>
 #include <span>
 #include <string>
 #include <string_view>
@@ -16,6 +20,7 @@ class clsFlatTable {
 public:
     void Clear() {
         mSlots.clear();
+        mKeys.clear();
         mSize = 0;
     }
     std::size_t Size() const { return mSize; }
@@ -52,8 +57,13 @@ public:
         }
         clsSlot& slot = mSlots[SlotOf(key, hash)];
         if (slot.Hash == 0) {
+            if (mKeys.size() + key.size() > std::numeric_limits<std::uint32_t>::max()) {
+                throw std::bad_alloc();  // past what a slot can point into
+            }
             slot.Hash = hash;
-            slot.Key = key;
+            slot.KeyStart = static_cast<std::uint32_t>(mKeys.size());
+            slot.KeySize = static_cast<std::uint32_t>(key.size());
+            mKeys.append(key);
             ++mSize;
         }
         return slot.Data;
@@ -76,17 +86,22 @@ public:
     void ForEach(F f) const {
         for (const clsSlot& slot : mSlots) {
             if (slot.Hash != 0) {
-                f(std::string_view(slot.Key), slot.Data);
+                f(KeyOf(slot), slot.Data);
             }
         }
     }
 
 private:
     struct clsSlot {
-        std::uint64_t Hash = 0;  // 0: empty
-        std::string Key;
+        std::uint64_t Hash = 0;      // 0: empty
+        std::uint32_t KeyStart = 0;  // the key is mKeys.substr(KeyStart, KeySize)
+        std::uint32_t KeySize = 0;
         Value Data{};
     };
+
+    std::string_view KeyOf(const clsSlot& slot) const {
+        return std::string_view(mKeys.data() + slot.KeyStart, slot.KeySize);
+    }
 
     static constexpr std::size_t kFetchAhead = 8;
 
@@ -114,7 +129,7 @@ private:
         const std::size_t mask = mSlots.size() - 1;
         std::size_t index = static_cast<std::size_t>(hash) & mask;
         while (mSlots[index].Hash != 0 &&
-               (mSlots[index].Hash != hash || mSlots[index].Key != key)) {
+               (mSlots[index].Hash != hash || KeyOf(mSlots[index]) != key)) {
             index = (index + 1) & mask;
         }
         return index;
@@ -122,13 +137,14 @@ private:
     void Grow() {
         std::vector<clsSlot> old = std::move(mSlots);
         mSlots = std::vector<clsSlot>(old.empty() ? 1024 : old.size() * 2);
-        for (clsSlot& slot : old) {
+        for (const clsSlot& slot : old) {
             if (slot.Hash != 0) {
-                mSlots[SlotOf(slot.Key, slot.Hash)] = std::move(slot);
+                mSlots[SlotOf(KeyOf(slot), slot.Hash)] = slot;
             }
         }
     }
 
     std::vector<clsSlot> mSlots;
+    std::string mKeys;  // every key's text, in the order they were added
     std::size_t mSize = 0;
 };
