@@ -1,6 +1,7 @@
 #include "mailhost/mime/clsHtmlText.h"
 
 #include <libxml/HTMLparser.h>
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 
 #include <algorithm>
@@ -25,15 +26,9 @@ constexpr std::array<std::string_view, 27> kBlockElements = {
 
 constexpr std::size_t kMaxEmptyLines = 1;
 
-struct clsDocFree {
-    void operator()(xmlDoc* doc) const { xmlFreeDoc(doc); }
+struct clsContextFree {
+    void operator()(htmlParserCtxt* context) const { htmlFreeParserCtxt(context); }
 };
-
-std::string_view ElementName(const xmlNode& node) {
-    return node.type == XML_ELEMENT_NODE && node.name != nullptr
-               ? std::string_view(reinterpret_cast<const char*>(node.name))
-               : std::string_view();
-}
 
 template <std::size_t N>
 bool IsOneOf(std::string_view name, const std::array<std::string_view, N>& names) {
@@ -80,47 +75,87 @@ private:
     bool mPendingSpace = false;
 };
 
-// Called when the walk reaches a node; returns whether to go into its children.
-bool Enter(const xmlNode& node, clsTextBuilder& text) {
-    if ((node.type == XML_TEXT_NODE || node.type == XML_CDATA_SECTION_NODE) &&
-        node.content != nullptr) {
-        text.AddText(reinterpret_cast<const char*>(node.content));
-        return false;
-    }
-    const std::string_view name = ElementName(node);
-    if (name == "br") {
-        text.AddLineBreak();
-    } else if (name == "td" || name == "th") {
-        text.AddSpace();
-    } else if (IsOneOf(name, kBlockElements)) {
-        text.AddBlockEdge();
-    }
-    return node.children != nullptr && !name.empty() && !IsOneOf(name, kHiddenElements);
-}
-
-void Leave(const xmlNode& node, clsTextBuilder& text) {
-    if (IsOneOf(ElementName(node), kBlockElements)) {
-        text.AddBlockEdge();
-    }
-}
-
-// Depth first, with the tree's own parent links instead of a stack.
-void Walk(xmlDoc& doc, clsTextBuilder& text) {
-    xmlNode* node = doc.children;
-    while (node != nullptr) {
-        if (Enter(*node, text)) {
-            node = node->children;
-            continue;
-        }
-        while (node != nullptr) {
-            Leave(*node, text);
-            if (node->next != nullptr) {
-                node = node->next;
-                break;
-            }
-            node = node->parent == reinterpret_cast<xmlNode*>(&doc) ? nullptr : node->parent;
+// Follows the parser's events as they come, with no tree: the elements it opens and closes
+// (those it implies or closes on its own too) and the text between them.
+class clsTextReader {
+public:
+    void Open(std::string_view name) {
+        ++mOpen;
+        if (mHiddenDepth > 0 || IsOneOf(name, kHiddenElements)) {
+            ++mHiddenDepth;  // nothing inside shows, nested elements included
+        } else if (name == "br") {
+            mText.AddLineBreak();
+        } else if (name == "td" || name == "th") {
+            mText.AddSpace();
+        } else if (IsOneOf(name, kBlockElements)) {
+            mText.AddBlockEdge();
         }
     }
+    void Close(std::string_view name) {
+        mOpen -= mOpen > 0 ? 1 : 0;
+        if (mHiddenDepth > 0) {
+            --mHiddenDepth;
+        } else if (IsOneOf(name, kBlockElements)) {
+            mText.AddBlockEdge();
+        }
+    }
+    // Text outside every element (before the first, after the last) belongs to none: dropped.
+    void AddText(std::string_view text) {
+        if (mOpen > 0 && mHiddenDepth == 0) {
+            mText.AddText(text);
+        }
+    }
+    std::string Take() { return mText.Take(); }
+
+private:
+    clsTextBuilder mText;
+    std::size_t mOpen = 0;
+    std::size_t mHiddenDepth = 0;
+};
+
+clsTextReader& ReaderOf(void* context) {
+    return *static_cast<clsTextReader*>(static_cast<htmlParserCtxt*>(context)->_private);
+}
+
+// An element's local name, as a document node would be named: "o:p" is a "p".
+std::string_view NameOf(const xmlChar* name) {
+    if (name == nullptr) {
+        return {};
+    }
+    const std::string_view full(reinterpret_cast<const char*>(name));
+    const std::size_t colon = full.find(':');
+    return colon == std::string_view::npos || colon == 0 || colon + 1 == full.size()
+               ? full
+               : full.substr(colon + 1);
+}
+
+void OnOpen(void* context, const xmlChar* name, const xmlChar** /*attributes*/) {
+    ReaderOf(context).Open(NameOf(name));
+}
+
+void OnClose(void* context, const xmlChar* name) { ReaderOf(context).Close(NameOf(name)); }
+
+void OnText(void* context, const xmlChar* text, int length) {
+    ReaderOf(context).AddText(
+        std::string_view(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length)));
+}
+
+// The parser's own handler, less everything that builds a document: what is left reports
+// elements and text to the reader. Blanks the parser finds ignorable stay ignored.
+htmlSAXHandler ReaderHandler() {
+    htmlSAXHandler handler{};
+    xmlSAX2InitHtmlDefaultSAXHandler(&handler);
+    handler.internalSubset = nullptr;
+    handler.startDocument = nullptr;
+    handler.endDocument = nullptr;
+    handler.startElement = OnOpen;
+    handler.endElement = OnClose;
+    handler.reference = nullptr;
+    handler.characters = OnText;
+    handler.cdataBlock = OnText;
+    handler.processingInstruction = nullptr;
+    handler.comment = nullptr;
+    return handler;
 }
 
 }  // namespace
@@ -131,13 +166,17 @@ std::string clsHtmlText::ToText(std::string_view utf8Html) {
     if (utf8Html.empty()) {
         return {};
     }
-    const int size = static_cast<int>(std::min<std::size_t>(utf8Html.size(), INT_MAX));
-    std::unique_ptr<xmlDoc, clsDocFree> doc(
-        htmlReadMemory(utf8Html.data(), size, nullptr, "UTF-8", kParseOptions));
-    if (!doc) {
+    static const htmlSAXHandler handler = ReaderHandler();
+    const std::unique_ptr<htmlParserCtxt, clsContextFree> context(htmlNewParserCtxt());
+    if (!context || context->sax == nullptr) {
         return {};
     }
-    clsTextBuilder text;
-    Walk(*doc, text);
-    return text.Take();
+    *context->sax = handler;
+    clsTextReader reader;
+    context->_private = &reader;
+    const int size = static_cast<int>(std::min<std::size_t>(utf8Html.size(), INT_MAX));
+    // The handler makes no document; the call's answer is freed all the same, never leaked.
+    xmlFreeDoc(
+        htmlCtxtReadMemory(context.get(), utf8Html.data(), size, nullptr, "UTF-8", kParseOptions));
+    return reader.Take();
 }

@@ -23,13 +23,17 @@ TEST(HtmlText, GivesTheTextAReaderSees) {
              // broken HTML still gives its text
              HtmlCase{"<p>unclosed <b>bold <i>italic", "unclosed bold italic"},
              HtmlCase{"text <with <<< brackets", "text"},
+             // Word's <o:p> is a paragraph, as its local name says; text ahead of every element
+             // belongs to none
+             HtmlCase{"x<o:p>y</o:p>z", "x\ny\nz"},
+             HtmlCase{"<<b>bold</b>", "bold"},
          }) {
         SCOPED_TRACE(c.Html);
         EXPECT_EQ(clsHtmlText::ToText(c.Html), c.Text);
     }
 }
 
-// The walk follows the tree's own links, so nesting depth costs no stack.
+// Nesting depth costs no stack, and a long line comes through whole.
 TEST(HtmlText, ReadsDeepNestingAndLongLines) {
     const int depth = 100000;
     std::string nested;
