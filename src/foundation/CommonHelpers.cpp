@@ -88,13 +88,18 @@ clsListFont RestoreListFont(const clsSettings& settings) {
 }
 
 std::string AsciiLower(std::string_view text) {
-    std::string lower(text);
+    std::string lower;
+    AsciiLowerInto(text, lower);
+    return lower;
+}
+
+void AsciiLowerInto(std::string_view text, std::string& lower) {
+    lower.assign(text);
     for (char& c : lower) {
         if (c >= 'A' && c <= 'Z') {
             c = static_cast<char>(c - 'A' + 'a');
         }
     }
-    return lower;
 }
 
 std::optional<std::string> ReadFileBytes(const std::filesystem::path& file) {

@@ -18,6 +18,8 @@ std::optional<std::string> ReadFileBytes(const std::filesystem::path& file);
 
 // The text with A-Z as a-z; other bytes (UTF-8 included) as they are.
 std::string AsciiLower(std::string_view text);
+// The same into lower, whose buffer is reused: for lowering text after text.
+void AsciiLowerInto(std::string_view text, std::string& lower);
 
 // Doubles "'"; with forLike also brackets "[", "]", "%", "_", "?" and "#" so a LIKE pattern
 // matches them literally. "*" is left alone: it stays a wildcard.

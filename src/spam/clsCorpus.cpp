@@ -94,8 +94,7 @@ void clsCorpus::Merge(std::string_view token, std::int64_t count, const TokenSin
     if (token.empty()) {
         return;
     }
-    mKey.assign(token);
-    std::transform(mKey.begin(), mKey.end(), mKey.begin(), LowerAscii);
+    AsciiLowerInto(token, mKey);
     add(mKey, count);
 }
 
@@ -115,8 +114,7 @@ void clsCorpus::AddToken(std::string_view token) {
 // break or a blank, so the whole text gives the same tokens as its lines do, untrimmed.
 void clsCorpus::ProcessData(std::string_view text) {
     try {
-        mLowered.assign(text);
-        std::transform(mLowered.begin(), mLowered.end(), mLowered.begin(), LowerAscii);
+        AsciiLowerInto(text, mLowered);
         mRun.clear();
         clsTokenScanner::ForEachToken(mLowered, [this](std::string_view token) {
             if (IsCounted(token)) {

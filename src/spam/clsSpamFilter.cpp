@@ -180,20 +180,13 @@ double clsSpamFilter::ProbabilityOf(const clsTokenCounts& counts) {
 double clsSpamFilter::SpamProbability(std::string_view text, std::string* debugText,
                                       bool useHeaders) {
     try {
-        struct clsRanked {
-            std::uint32_t Distance;
-            std::string_view Token;  // into lowered
-            double P;
-            bool operator<(const clsRanked& other) const {
-                return Distance != other.Distance ? Distance < other.Distance : Token < other.Token;
-            }
-        };
         clsTokenTable& table = TableOf(useHeaders);
-        const std::string lowered = AsciiLower(text);  // the tokens' case does not matter
+        AsciiLowerInto(text, mLowered);  // the tokens' case does not matter
         const std::uint32_t serial = ++mTextSerial;
-        std::vector<clsRanked> ranked;
+        std::vector<clsRanked>& ranked = mRanked;
+        ranked.clear();
         mRun.clear();  // looked up as one run, so that the table's slots are fetched ahead
-        clsTokenScanner::ForEachToken(lowered, [&](std::string_view token) {
+        clsTokenScanner::ForEachToken(mLowered, [&](std::string_view token) {
             mRun.push_back({token, clsTokenTable::HashOf(token)});
         });
         table.FindEach(mRun, [&](std::string_view token, clsTokenCounts* counts) {

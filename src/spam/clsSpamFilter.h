@@ -178,8 +178,21 @@ private:
     clsTokenTable mTables[2];
     bool mTablesCurrent[2] = {false, false};
     std::uint32_t mTextSerial = 0;
-    // SpamProbability's tokens, kept to save allocations.
+    // A token of the text being judged, with its probability. Ascending order puts the most
+    // decisive tokens first, ties in the order of their text.
+    struct clsRanked {
+        std::uint32_t Distance;
+        std::string_view Token;  // into mLowered
+        double P;
+        bool operator<(const clsRanked& other) const {
+            return Distance != other.Distance ? Distance < other.Distance : Token < other.Token;
+        }
+    };
+    // SpamProbability's lower-cased text, its tokens and their ranking, kept to save
+    // allocations.
+    std::string mLowered;
     std::vector<clsTokenTable::clsHashedKey> mRun;
+    std::vector<clsRanked> mRanked;
     bool mHeaderRulesLoaded = false;
     bool mCounted = false;
     bool mLoaded = false;
