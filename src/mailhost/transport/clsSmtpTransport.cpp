@@ -11,22 +11,19 @@
 #include <utility>
 
 #include "mailhost/transport/clsChildProcess.h"
+#include "mailhost/transport/clsCurlLibrary.h"
 #include "mailhost/transport/clsPasswordCommand.h"
 
 namespace {
 
 constexpr size_t kBytesPerExtraSecond = 64 * 1024;
 
-void InitialiseCurl() {
-    static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-}
-
+// Handles exist only once the library loaded.
 struct clsEasyDeleter {
-    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+    void operator()(CURL* easy) const { clsCurlLibrary::Load()->EasyCleanup(easy); }
 };
 struct clsListDeleter {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    void operator()(curl_slist* list) const { clsCurlLibrary::Load()->SlistFreeAll(list); }
 };
 
 size_t ReadMessage(char* buffer, size_t size, size_t count, void* userData) {
@@ -81,12 +78,12 @@ struct clsRequest {
     char Errors[CURL_ERROR_SIZE] = "";
 };
 
-CURLcode SetOptions(CURL* easy, const clsTransportSettings& settings, const std::string& password,
-                    clsRequest& request) {
+CURLcode SetOptions(const clsCurlLibrary& curl, CURL* easy, const clsTransportSettings& settings,
+                    const std::string& password, clsRequest& request) {
     CURLcode result = CURLE_OK;
     const auto set = [&](CURLoption option, auto value) {
         if (result == CURLE_OK) {
-            result = curl_easy_setopt(easy, option, value);
+            result = curl.EasySetopt(easy, option, value);
         }
     };
     const long step = static_cast<long>(settings.Timeout.count());
@@ -156,10 +153,11 @@ const clsFailure* FindFailure(CURLcode code) {
     return known == std::end(kFailures) ? nullptr : known;
 }
 
-clsStatus Failed(CURLcode code, const clsRequest& request, long lastReply) {
+clsStatus Failed(const clsCurlLibrary& curl, CURLcode code, const clsRequest& request,
+                 long lastReply) {
     const clsFailure* known = FindFailure(code);
     std::string description = known == nullptr ? "sending failed" : known->Advice;
-    description += std::string("; ") + curl_easy_strerror(code);
+    description += std::string("; ") + curl.EasyStrerror(code);
     if (request.Errors[0] != '\0') {
         description += std::string(" (") + request.Errors + ")";
     }
@@ -202,12 +200,15 @@ clsStatus clsSmtpTransport::Send(std::string_view message, std::string_view enve
 clsStatus clsSmtpTransport::Transfer(std::string_view message, std::string_view envelopeFrom,
                                      const std::vector<std::string>& recipients,
                                      const std::string& password) {
-    InitialiseCurl();
-    const std::unique_ptr<CURL, clsEasyDeleter> easy(curl_easy_init());
+    const clsCurlLibrary* curl = clsCurlLibrary::Load();
+    if (curl == nullptr) {
+        return clsStatus::Error(clsStatus::Code::Io, clsCurlLibrary::Error());
+    }
+    const std::unique_ptr<CURL, clsEasyDeleter> easy(curl->EasyInit());
     clsRequest request;
     request.EnvelopeFrom = "<" + std::string(envelopeFrom) + ">";
     for (const std::string& recipient : recipients) {
-        curl_slist* longer = curl_slist_append(request.Recipients.get(), recipient.c_str());
+        curl_slist* longer = curl->SlistAppend(request.Recipients.get(), recipient.c_str());
         if (longer == nullptr) {
             return clsStatus::Error(clsStatus::Code::Io, "out of memory for the recipient list");
         }
@@ -216,17 +217,17 @@ clsStatus clsSmtpTransport::Transfer(std::string_view message, std::string_view 
     }
     request.Rest = message;
     request.Size = static_cast<curl_off_t>(message.size());
-    if (!easy || SetOptions(easy.get(), mSettings, password, request) != CURLE_OK) {
+    if (!easy || SetOptions(*curl, easy.get(), mSettings, password, request) != CURLE_OK) {
         return clsStatus::Error(clsStatus::Code::Io, "cannot set libcurl up for SMTP");
     }
-    const CURLcode code = curl_easy_perform(easy.get());
+    const CURLcode code = curl->EasyPerform(easy.get());
     if (code == CURLE_OK) {
         mRejected = std::move(request.Dialogue.Refused);
         return clsStatus::Ok();
     }
     long lastReply = 0;
-    curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &lastReply);
-    return Failed(code, request, lastReply);
+    curl->EasyGetinfo(easy.get(), CURLINFO_RESPONSE_CODE, &lastReply);
+    return Failed(*curl, code, request, lastReply);
 }
 
 std::string clsSmtpTransport::Where() const {
