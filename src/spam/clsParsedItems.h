@@ -32,12 +32,20 @@ public:
     std::optional<clsParsedItem> Next();
 
 private:
-    // Messages read and waiting to be parsed ahead of the one handed out.
-    static constexpr std::size_t kAhead = 32;
+    // Messages read ahead of the one handed out, for the parser to get on with while the caller
+    // is busy for longer (making the judging table before the first verdict, say), within a
+    // bound on the bytes held; at least one.
+    static constexpr std::size_t kAhead = 256;
+    static constexpr std::size_t kAheadBytes = std::size_t{32} << 20;
 
     clsMailFolder mFolder;
     std::vector<clsItemEntry> mEntries;
-    std::size_t mNext = 0;          // the next entry to read
-    std::deque<std::size_t> mRead;  // entries whose messages the parser holds, oldest first
+    std::size_t mNext = 0;  // the next entry to read
+    struct clsRead {
+        std::size_t Entry;
+        std::size_t Bytes;
+    };
+    std::deque<clsRead> mRead;  // entries whose messages the parser holds, oldest first
+    std::size_t mReadBytes = 0;
     clsParseAhead mParser;
 };

@@ -8,7 +8,7 @@ TEST(ParsedItems, HandsOutEachItemWithItsOwnMessageInListOrderLeavingOutGoneOnes
     clsMailFixture f;
     f.OpenStore();
     const std::time_t second = std::time(nullptr) - 1000;
-    constexpr int kItems = 70;  // more than are read ahead at once
+    constexpr int kItems = 300;  // more than are read ahead at once
     for (int n = 0; n < kItems; ++n) {
         const std::string name = "1000.M" + std::to_string(n) + ".host";
         Deliver(f.Root, name, TestMessage("n" + std::to_string(n)));
@@ -20,7 +20,7 @@ TEST(ParsedItems, HandsOutEachItemWithItsOwnMessageInListOrderLeavingOutGoneOnes
     std::vector<std::string> expected;
     // Gone between the listing and the walk: the first, one in the middle, the last.
     for (int n = 0; n < kItems; ++n) {
-        if (n == 0 || n == 33 || n == kItems - 1) {
+        if (n == 0 || n == 133 || n == kItems - 1) {
             std::filesystem::remove(f.Root / "new" / ("1000.M" + std::to_string(n) + ".host"));
         } else {
             expected.push_back("n" + std::to_string(n));
