@@ -59,6 +59,13 @@ clsStatus Prepare(sqlite3* db, std::string_view sql, Statement& statement) {
     return clsStatus::Ok();
 }
 
+// A Jet statement, translated and prepared.
+clsStatus PrepareJet(sqlite3* db, std::string_view jetSql, Statement& statement) {
+    std::string sql;
+    const clsStatus status = clsJetTranslator::Translate(jetSql, sql);
+    return status.IsOk() ? Prepare(db, sql, statement) : status;
+}
+
 clsStatus StepToEnd(sqlite3* db, sqlite3_stmt* statement) {
     int rc = SQLITE_ROW;
     while (rc == SQLITE_ROW) {
@@ -292,13 +299,8 @@ clsStatus clsDbConnection::QueryEach(std::string_view jetSql, const RowReader& r
         if (mDb == nullptr) {
             return NotOpen();
         }
-        std::string sql;
-        clsStatus status = clsJetTranslator::Translate(jetSql, sql);
         Statement statement;
-        if (status.IsOk()) {
-            status = Prepare(mDb, sql, statement);
-        }
-        if (!status.IsOk()) {
+        if (const clsStatus status = PrepareJet(mDb, jetSql, statement); !status.IsOk()) {
             return status;
         }
         const clsDbRow row(statement.get());
@@ -323,12 +325,8 @@ clsStatus clsDbConnection::Execute(std::string_view jetSql, long& recordsAffecte
         if (const auto import = clsTextDriverImport::Recognise(jetSql)) {
             return import->Run(mDb, recordsAffected);
         }
-        std::string sql;
-        clsStatus status = clsJetTranslator::Translate(jetSql, sql);
         Statement statement;
-        if (status.IsOk()) {
-            status = Prepare(mDb, sql, statement);
-        }
+        clsStatus status = PrepareJet(mDb, jetSql, statement);
         if (!status.IsOk()) {
             return status;
         }

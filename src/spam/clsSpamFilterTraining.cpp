@@ -64,7 +64,7 @@ std::string clsSpamFilter::MessageCorpusVersion(const clsMailItem& item) {
 bool clsSpamFilter::AddMessage(clsSide& side, clsMailItem& item, const clsMimeMessage* message) {
     const std::string member = side.Good ? "AddGoodMessage" : "AddBadMessage";
     try {
-        EnsureLoaded(true);  // before IsTrainedInto, which would read the judging table instead
+        EnsureLoaded();  // before IsTrainedInto, which would read the judging table instead
         if (IsTrainedInto(item, side.Good)) {
             mLog.AddLog(
                 "SpamFilter->" + member + ": " +

@@ -41,7 +41,8 @@ bool clsCurlLibrary::Open(std::string& error) {
     void* handle = dlopen(CORVEL_CURL_SONAME, RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
         const char* why = dlerror();
-        error = "cannot load " CORVEL_CURL_SONAME ": " + std::string(why ? why : "unknown error");
+        error = "cannot load " CORVEL_CURL_SONAME " (" + std::string(why ? why : "unknown error") +
+                "): install libcurl to send over SMTP, or send through sendmail";
         return false;
     }
     CURLcode (*globalInit)(long) = nullptr;
