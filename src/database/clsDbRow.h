@@ -2,7 +2,8 @@
 // clsDbRow: the current row of a query being stepped through, read in place: a text is a view of
 // SQLite's own copy, good until the next row. For reading many rows without holding them (the
 // spam corpora); clsRecordset holds its rows, made from these.
-// Made by clsDbConnection for one row at a time; never kept. Never throws but for allocation.
+// Made by clsDbConnection for one query and shown each of its rows in turn; never kept by the
+// reader. Never throws but for allocation.
 
 #include <cstdint>
 #include <string>

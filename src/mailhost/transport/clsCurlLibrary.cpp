@@ -4,12 +4,10 @@
 
 #include <mutex>
 
-namespace {
+// CORVEL_CURL_SONAME: the build names the soname of the libcurl it compiled against, so that the
+// same ABI is loaded.
 
-// The build names the soname of the libcurl it compiled against, so the same ABI is loaded.
-#ifndef CORVEL_CURL_SONAME
-#define CORVEL_CURL_SONAME "libcurl.so.4"
-#endif
+namespace {
 
 std::string& LastError() {
     static std::string error;
